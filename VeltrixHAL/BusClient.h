@@ -1,0 +1,21 @@
+// The bus socket of the process, and one-off publications on connections of their own.
+#pragma once
+
+#include <Veltrix/VeltrixDataTypeBase.h>
+
+#include <string>
+
+namespace BusClient {
+
+inline constexpr const char* kDefaultSocket = "/var/veltrix.unix";
+
+// Names the socket that every connection of the process uses; it is the default one, below VELTRIX_ROOT, until then.
+// Call before other threads start.
+void SetSocket(const std::string& socket);
+const std::string& Socket();
+
+// Connects a client named "client", publishes and disconnects. Returns 0 or a negative errno; a failure is also a
+// warning in the log, and not tried again. Blocks for up to 5 s where the broker does not answer. Any thread.
+int PublishOnce(const std::string& topic, const VeltrixDataTypeBase& data);
+
+}  // namespace BusClient
