@@ -1,0 +1,158 @@
+// The start of the process with a bus: what it announces, where, and on which UART.
+#include <fcntl.h>
+#include <sys/file.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <csignal>
+
+#include "tests/e2e/Harness/EndToEndTest.h"
+#include "tests/support/WaitUntil.h"
+
+namespace {
+
+using testing::ElementsAre;
+
+class StartTest : public EndToEndTest {};
+
+TEST_F(StartTest, AnnouncesItselfInOrder) {
+    Machine& machine = BootMachine();
+    EXPECT_THAT(machine.Bus().Payloads("hal_info"),
+                ElementsAre(R"({"serialNumber":"SN-0042","machineType":"Strovanel 9","revisionNumber":7})"));
+    EXPECT_THAT(machine.Bus().Payloads("process_ready"), ElementsAre(R"({"index":512})"));
+    EXPECT_EQ(machine.Bus().Position(), 2U) << "the identity and the readiness, nothing else";
+    machine.Out().AwaitInOrder({"Running in the foreground", "Running with verbosity level 2.",
+                                "Got identity SN-0042 (Strovanel 9) from /Veltrix/identity.config",
+                                "Wait a few moments before using UART"});
+    machine.Log().AwaitInOrder(
+        {"[info] HAL booting up...",
+         "[info] Got identity - serial: SN-0042. machine_type : Strovanel 9 from /Veltrix/identity.config",
+         "[info] Connected to internal server at /var/veltrix.unix"});
+    EXPECT_THAT(machine.Line().Frames(), ElementsAre()) << "the carrier speaks first";
+
+    EXPECT_EQ(machine.Stop(), 0);
+    machine.Out().AwaitInOrder({"VeltrixHAL shutting down", "HAL is down"});
+    EXPECT_EQ(machine.Log().Lines().back(), "[info] HAL shutting down");
+    EXPECT_EQ(machine.Err().Text(), "");
+}
+
+TEST_F(StartTest, WithoutVerbosityTheShutdownIsAnnouncedInTheLogAlone) {
+    MachineOptions options;
+    options.arguments = {"-f"};
+    Machine& machine = BootMachine(options);
+    EXPECT_EQ(machine.Stop(), 0);
+    EXPECT_FALSE(machine.Out().Has("VeltrixHAL shutting down"));
+    EXPECT_TRUE(machine.Out().Has("HAL is down"));
+    EXPECT_TRUE(machine.Log().Has("[info] HAL shutting down"));
+}
+
+TEST_F(StartTest, ADaemonWritesItsOwnNumberAndStopsLikeAnyOther) {
+    MachineOptions options;
+    options.arguments = {"-v", "1"};
+    Machine& daemon = NewMachine(options);
+    daemon.AddArguments({"-p", daemon.Files().Path("/hal.pid")});
+    daemon.Start();
+    EXPECT_EQ(daemon.Hal().WaitForExit(), 0) << "the parent leaves at once";
+    daemon.AwaitReady();
+    const std::string number = daemon.Files().Read("/hal.pid");
+    ASSERT_NE(number, "");
+    EXPECT_NE(number, std::to_string(daemon.Hal().Pid()));
+    EXPECT_EQ(number.find_first_not_of("0123456789"), std::string::npos);
+
+    daemon.Hal().Follow(std::stoi(number));
+    daemon.Greet();
+    EXPECT_EQ(daemon.Stop(), 0);
+    EXPECT_TRUE(daemon.Out().Has("HAL is down"));
+    EXPECT_FALSE(daemon.Out().Has("Running in the foreground"));
+}
+
+TEST_F(StartTest, SocketUartAndIdentityGivenAreTheOnesUsed) {
+    MachineOptions options;
+    options.identity.reset();
+    options.isCarrierThere = false;
+    simulator::CarrierOptions carrierOptions;
+    simulator::Carrier carrier(carrierOptions);
+    ASSERT_TRUE(carrier.Start());
+    Broker broker;
+    BusView bus(broker.Socket());
+    options.arguments = {"-f", "-s", broker.Socket(), "-u", carrier.DevicePath()};
+    Machine& machine = NewMachine(options);
+    machine.Files().Write("/me", R"({"serialNumber":"SN-7","machineType":"T","revisionNumber":4294967295})");
+    machine.AddArguments({"-i", machine.Files().Path("/me")});
+    machine.Start();
+    bus.Await("process_ready");
+    EXPECT_THAT(bus.Payloads("hal_info"),
+                ElementsAre(R"({"serialNumber":"SN-7","machineType":"T","revisionNumber":4294967295})"));
+
+    carrier.SendHeartbeat();
+    bus.Await("carrier_info");
+    EXPECT_EQ(machine.Bus().Position(), 0U) << "also the short-lived clients use the socket given";
+    EXPECT_TRUE(machine.Log().Has("[info] Connected to internal server at " + broker.Socket()));
+    EXPECT_EQ(machine.Stop(), 0);
+}
+
+TEST_F(StartTest, WithoutAUartItSaysSoAndGoesOn) {
+    MachineOptions options;
+    options.isCarrierThere = false;
+    Machine& machine = BootMachine(options);
+    EXPECT_THAT(machine.Err().Text(), testing::HasSubstr("LinuxSerial::OpenUart() - open() for UART read failed"));
+    EXPECT_THAT(machine.Err().Text(), testing::HasSubstr("LinuxSerial::OpenUart() - open() for UART write failed"));
+    EXPECT_THAT(machine.Err().Text(), testing::HasSubstr("LinuxSerial::OpenUart() fail"));
+    EXPECT_EQ(machine.Bus().Await("hal_status"), R"({"ready":false})");
+    machine.FlushBus();
+}
+
+TEST_F(StartTest, AUartThatAnotherProcessHoldsIsLeftAlone) {
+    Machine& machine = NewMachine();
+    const int other = open(machine.Carrier().DevicePath().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    ASSERT_GE(other, 0);
+    ASSERT_EQ(flock(other, LOCK_EX | LOCK_NB), 0);
+    machine.Boot();
+    EXPECT_TRUE(machine.Err().Has("LinuxSerial::Lock for UART read failed. errno: Resource temporarily unavailable"));
+    machine.Carrier().SendHeartbeat();
+    machine.FlushBus();
+    EXPECT_EQ(machine.Bus().Await("hal_status"), R"({"ready":false})");
+    EXPECT_THAT(machine.Line().Frames(), ElementsAre());
+    close(other);
+}
+
+TEST_F(StartTest, TheUartIsLockedForThisProcess) {
+    Machine& machine = BootMachine();
+    const int other = open(machine.Carrier().DevicePath().c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+    ASSERT_GE(other, 0);
+    EXPECT_NE(flock(other, LOCK_EX | LOCK_NB), 0);
+    close(other);
+}
+
+TEST_F(StartTest, TheUartIsSetUpForTheCarrier) {
+    Machine& machine = BootMachine();
+    const int other = open(machine.Carrier().DevicePath().c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+    ASSERT_GE(other, 0);
+    termios settings{};
+    EXPECT_EQ(tcgetattr(other, &settings), 0);
+    close(other);
+    EXPECT_EQ(cfgetispeed(&settings), speed_t{B115200});
+    EXPECT_EQ(cfgetospeed(&settings), speed_t{B115200});
+    // Eight bits without parity are all that a pseudo terminal knows.
+    EXPECT_EQ(settings.c_cflag & (CSTOPB | CRTSCTS), 0U);
+    EXPECT_EQ(settings.c_iflag & (IXON | IXOFF), 0U);
+    EXPECT_EQ(settings.c_oflag & OPOST, 0U);
+    EXPECT_EQ(settings.c_lflag & (ICANON | ECHO | ISIG), 0U);
+    EXPECT_EQ(settings.c_cc[VTIME], 1);
+    EXPECT_EQ(settings.c_cc[VMIN], 32);
+}
+
+// The whole story works with files of the machine's own missing; each is said once.
+TEST_F(StartTest, WithoutAnyFileItStartsAllTheSame) {
+    MachineOptions options;
+    options.identity.reset();
+    options.settings.reset();
+    Machine& machine = BootMachine(options);
+    EXPECT_EQ(machine.Bus().Await("hal_info"), R"({"serialNumber":"","machineType":"","revisionNumber":0})");
+    EXPECT_TRUE(machine.Log().Has("[critical] Could not open the identity file ('/Veltrix/identity.config')!"));
+    EXPECT_TRUE(machine.Log().Has("[error] file does not exist.  Creating file /Veltrix/settings.json"));
+    EXPECT_EQ(machine.Files().Read("/Veltrix/settings.json"), "{\n}");
+    machine.Greet();
+}
+
+}  // namespace

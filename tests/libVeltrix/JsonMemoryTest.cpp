@@ -1,0 +1,60 @@
+// What becomes of the JSON form when memory runs short at any point of the way.
+#include <Veltrix/DataTypes.h>
+#include <cjson/cJSON.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <string>
+
+namespace {
+
+int gAllocationsLeft = 0;
+
+void* AllocateWhileAllowed(std::size_t size) {
+    return gAllocationsLeft-- > 0 ? std::malloc(size) : nullptr;
+}
+
+// While it lives, the parser gets that many pieces of memory and no more.
+class ShortMemory {
+public:
+    explicit ShortMemory(int allocations) {
+        gAllocationsLeft = allocations;
+        cJSON_Hooks hooks{AllocateWhileAllowed, std::free};
+        cJSON_InitHooks(&hooks);
+    }
+    ~ShortMemory() { cJSON_InitHooks(nullptr); }
+    ShortMemory(const ShortMemory&) = delete;
+    ShortMemory& operator=(const ShortMemory&) = delete;
+};
+
+const std::string kJson = R"({"tag":3,"metrics":{"ArcDuration":{"unit":"s","value":2.5}}})";
+constexpr int kMoreThanEnough = 1000;
+
+TEST(JsonMemory, WritingGivesAllOrNothing) {
+    WeldTriggerEnd end;
+    ASSERT_TRUE(end.FromJson(kJson));
+    int allowed = 0;
+    std::string written;
+    for (; written.empty() && allowed < kMoreThanEnough; ++allowed) {
+        const ShortMemory memory(allowed);
+        written = end.ToJson();
+    }
+    EXPECT_EQ(written, kJson);
+    EXPECT_GT(allowed, 10);
+}
+
+TEST(JsonMemory, ReadingGivesAllOrNothing) {
+    int allowed = 0;
+    for (bool isRead = false; !isRead && allowed < kMoreThanEnough; ++allowed) {
+        const ShortMemory memory(allowed);
+        WeldTriggerEnd end;
+        const JsonReport report = end.ReadJson(kJson);
+        isRead = report.isComplete;
+        EXPECT_EQ(report.problem.empty(), isRead) << allowed;
+        EXPECT_EQ(end.get_tag(), isRead ? 3 : 0) << allowed;
+    }
+    EXPECT_GT(allowed, 10);
+    EXPECT_LT(allowed, kMoreThanEnough);
+}
+
+}  // namespace

@@ -1,0 +1,171 @@
+#include <cerrno>
+#include <future>
+
+#include "tests/libVeltrix/BusFixture.h"
+#include "tests/libVeltrix/FakeBroker.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+class Reconnect : public BusFixture {
+protected:
+    Reconnect() { EXPECT_EQ(mClient.Connect(Socket()), 0); }
+
+    bool IsLossLogged() {
+        return WaitUntil([this] { return CountInLog("Lost the broker") == 1; });
+    }
+
+    EventClient mClient{"client"};
+};
+
+TEST_F(Reconnect, AKilledBrokerThatComesBackIsSubscribedToAgain) {
+    Recorder now;
+    Recorder later;
+    ASSERT_EQ(mClient.Subscribe("now", Recorder::Handle, &mNumberPrototype, &now, false), 0);
+    ASSERT_EQ(mClient.Subscribe("later", Recorder::Handle, &mNumberPrototype, &later, true), 0);
+    mBroker.Kill();
+    mBroker.Start();
+    BusProbe probe(Socket());
+    // Nobody is told of the new subscription, so the message is repeated until it is heard.
+    EXPECT_TRUE(WaitUntil([&] {
+        probe.Publish("now", Json(1));
+        probe.Publish("later", Json(2));
+        mClient.ExecuteDeferredEventHandlers(10);
+        return now.Count() > 0 && later.Count() > 0;
+    }));
+    EXPECT_EQ(CountInLog("Lost the broker at"), 1U);
+    EXPECT_EQ(CountInLog("Reconnected to the broker at"), 1U);
+}
+
+TEST_F(Reconnect, PublicationsMadeMeanwhileArriveInOrderAndTheirPublisherHearsThem) {
+    Recorder own;
+    ASSERT_EQ(mClient.Subscribe("process_ready", Recorder::Handle, &mNumberPrototype, &own, false), 0);
+    mBroker.Stop();
+    for (std::uint32_t i = 0; i < 100; ++i) {
+        ASSERT_EQ(mClient.Publish("process_ready", Numbered(i)), 0);
+    }
+    mBroker.Start();
+    // A probe has to be there before the client is back, which takes a second at least.
+    BusProbe probe(Socket());
+    probe.Subscribe("process_ready");
+    ASSERT_TRUE(probe.WaitFor("process_ready", 100));
+    ASSERT_TRUE(own.WaitFor(100));
+    const auto payloads = probe.Payloads("process_ready");
+    for (std::uint32_t i = 0; i < 100; ++i) {
+        EXPECT_EQ(payloads[i], Json(i));
+        EXPECT_EQ(own.Calls()[i].json, Json(i));
+    }
+}
+
+TEST_F(Reconnect, OfMoreThanTenThousandPublicationsTheOldestAreDroppedWithOneWarning) {
+    mBroker.Stop();
+    ASSERT_TRUE(IsLossLogged());
+    for (std::uint32_t i = 0; i < 10'500; ++i) {
+        ASSERT_EQ(mClient.Publish("process_ready", Numbered(i)), 0);
+    }
+    EXPECT_EQ(CountInLog("the oldest are dropped"), 1U);
+    mBroker.Start();
+    BusProbe probe(Socket());
+    probe.Subscribe("process_ready");
+    ASSERT_TRUE(probe.WaitFor("process_ready", 10'000, 40s));
+    const auto payloads = probe.Payloads("process_ready");
+    EXPECT_EQ(payloads.size(), 10'000U);
+    EXPECT_EQ(payloads.front(), Json(500));
+    EXPECT_EQ(payloads.back(), Json(10'499));
+    EXPECT_TRUE(WaitUntil([this] { return CountInLog("[info] 500 publications were dropped") == 1; }));
+    EXPECT_EQ(CountInLog("the oldest are dropped"), 1U);
+}
+
+TEST_F(Reconnect, SubscribingWhileTheBrokerIsAwayWaitsForIt) {
+    mBroker.Stop();
+    ASSERT_TRUE(IsLossLogged());
+    Recorder recorder;
+    auto result = std::async(std::launch::async, [&] {
+        return mClient.Subscribe("process_ready", Recorder::Handle, &mNumberPrototype, &recorder, false);
+    });
+    mBroker.Start();
+    EXPECT_EQ(result.get(), 0);
+    ASSERT_EQ(mClient.Publish("process_ready", Numbered(1)), 0);
+    EXPECT_TRUE(recorder.WaitFor(1));
+}
+
+TEST_F(Reconnect, SubscribingToABrokerThatStaysAwayTimesOut) {
+    mBroker.Stop();
+    ASSERT_TRUE(IsLossLogged());
+    Recorder recorder;
+    const auto start = Clock::now();
+    EXPECT_EQ(mClient.Subscribe("process_ready", Recorder::Handle, &mNumberPrototype, &recorder, false), -ETIMEDOUT);
+    EXPECT_LT(Clock::now() - start, 6s);
+}
+
+TEST_F(Reconnect, DisconnectIsQuickWhileTheBrokerIsAwayUnlessSomethingWaits) {
+    EventClient loaded("client");
+    ASSERT_EQ(loaded.Connect(Socket()), 0);
+    mBroker.Stop();
+    ASSERT_TRUE(WaitUntil([this] { return CountInLog("Lost the broker") == 2; }));
+    auto start = Clock::now();
+    EXPECT_EQ(mClient.Disconnect(), 0);
+    EXPECT_LT(Clock::now() - start, 1s);
+    ASSERT_EQ(loaded.Publish("process_ready", Numbered(1)), 0);
+    start = Clock::now();
+    EXPECT_EQ(loaded.Disconnect(), 0);
+    EXPECT_GE(Clock::now() - start, 1900ms);
+    EXPECT_LT(Clock::now() - start, 3s);
+}
+
+TEST_F(Reconnect, DisconnectStillDeliversToABrokerThatComesBackInTime) {
+    mBroker.Kill();
+    ASSERT_TRUE(IsLossLogged());
+    ASSERT_EQ(mClient.Publish("process_ready", Numbered(1)), 0);
+    mBroker.Start();
+    BusProbe probe(Socket());
+    probe.Subscribe("process_ready");
+    EXPECT_EQ(mClient.Disconnect(), 0);
+    EXPECT_TRUE(probe.WaitFor("process_ready", 1));
+}
+
+// Greets a client that has just been accepted.
+void Greet(FakeBroker& broker) {
+    broker.ReadPacket();
+    broker.Write(std::string("\x20\x02\x00\x00", 4));
+}
+
+TEST_F(Reconnect, PausesDoubleFromOneSecond) {
+    FakeBroker broker;
+    EventClient client("client");
+    auto result = std::async(std::launch::async, [&] { return client.Connect(broker.Socket()); });
+    broker.Accept();
+    Greet(broker);
+    ASSERT_EQ(result.get(), 0);
+    auto lost = Clock::now();
+    broker.HangUp();
+    for (const auto pause : {1000ms, 2000ms, 4000ms}) {
+        broker.Accept();
+        EXPECT_GE(Clock::now() - lost, pause - 50ms);
+        EXPECT_LT(Clock::now() - lost, pause + 900ms);
+        lost = Clock::now();
+        broker.HangUp();
+    }
+    EXPECT_EQ(client.Disconnect(), 0);
+}
+
+TEST_F(Reconnect, WhatWasNotAcknowledgedIsSentAgain) {
+    FakeBroker broker;
+    EventClient client("client");
+    auto result = std::async(std::launch::async, [&] { return client.Connect(broker.Socket()); });
+    broker.Accept();
+    Greet(broker);
+    ASSERT_EQ(result.get(), 0);
+    ASSERT_EQ(client.Publish("t", Numbered(1)), 0);
+    const std::string first = broker.ReadPacket();
+    broker.HangUp();
+    broker.Accept();
+    Greet(broker);
+    EXPECT_EQ(broker.ReadPacket(), first);
+    broker.Write(std::string("\x40\x02\x00", 3) + first[6]);  // acknowledged: the id's low byte is behind "t"
+    EXPECT_EQ(client.Disconnect(), 0);
+    EXPECT_EQ(broker.ReadPacket(), std::string("\xE0\x00", 2));
+}
+
+}  // namespace

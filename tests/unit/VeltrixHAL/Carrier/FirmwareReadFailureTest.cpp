@@ -1,0 +1,75 @@
+// Updates whose file cannot be had.
+#include "tests/unit/VeltrixHAL/Carrier/FirmwareFixture.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Not;
+
+// From then on every announcement is turned away, until the process starts anew.
+class FirmwareReadFailureTest : public FirmwareTest {
+protected:
+    void ExpectFailed(const std::vector<std::string>& printed, const std::string& logged) {
+        EXPECT_THAT(printed, Not(IsEmpty()));
+        EXPECT_THAT(mLog.Take(), ElementsAre(Error(logged)));
+        EXPECT_THAT(mLine.TakeFrames(), IsEmpty());
+        EXPECT_FALSE(mCarrier->mFirmwareUpdateInProgress);
+        EXPECT_FALSE(HalGlobals::gInhibitLEDUpdatesDuringFileTransfer);
+        EXPECT_TRUE(IsRefused());
+        WriteImage({7, 8, 9});
+        Announce(kAppFile, 3);
+        EXPECT_THAT(mLine.TakeFrames(), IsEmpty());
+        EXPECT_TRUE(IsImageThere());
+    }
+
+    static constexpr const char* kOpenFailed = "Could not open firmware file. Aborting update";
+    static constexpr const char* kReadFailed = "HAL Errlog: Failure reading firmware file. Aborting update";
+};
+
+TEST_F(FirmwareReadFailureTest, AFileThatIsNotThere) {
+    const auto printed = Printed([&] { Announce(kAppFile, 10); });
+    EXPECT_THAT(printed, ElementsAre("Opening update file: /image.bin", kOpenFailed));
+    ExpectFailed(printed, kOpenFailed);
+}
+
+TEST_F(FirmwareReadFailureTest, AFileThatIsShorterThanAnnounced) {
+    WriteImage(Bytes(10, 1));
+    const auto printed = Printed([&] { Announce(kAppFile, 20); });
+    EXPECT_THAT(printed,
+                ElementsAre("Opening update file: /image.bin", "Reading update file: /image.bin",
+                            "HAL - Failure reading firmware file. Aborting update", "Read 10 of 20 expected."));
+    ExpectFailed(printed, kReadFailed);
+}
+
+TEST_F(FirmwareReadFailureTest, AFolder) {
+    mFolder.Write("image.bin/file", "");
+    const auto printed = Printed([&] { Announce(kAppFile, 20); });
+    EXPECT_THAT(printed, ElementsAre("Opening update file: /image.bin", "Reading update file: /image.bin",
+                                     "HAL - Failure reading firmware file. Aborting update", "Read 0 of 20 expected."));
+    EXPECT_THAT(mLog.Take(), ElementsAre(Error(kReadFailed)));
+    EXPECT_TRUE(IsRefused());
+}
+
+TEST_F(FirmwareReadFailureTest, BelowVerbosityZeroNothingIsPrinted) {
+    VeltrixErrorLog::gVerbosity = -1;
+    WriteImage(Bytes(10, 1));
+    EXPECT_THAT(Printed([&] { Announce(kAppFile, 20); }), IsEmpty());
+    TestCarrier::ResetClassState();
+    EXPECT_THAT(Printed([&] {
+                    CarrierFileInfo info;
+                    info.set_fileSize(5);
+                    info.set_fileFullPath(mFolder.Path("gone"));
+                    mCarrier->DispatchCarrierFiles(info);
+                }),
+                IsEmpty());
+    EXPECT_THAT(mLog.Take(), ElementsAre(Error(kReadFailed), Error(kOpenFailed)));
+}
+
+TEST_F(FirmwareReadFailureTest, LeavesTheCarriersReadinessAlone) {
+    mCarrier->mCarrierIsReadyForFile = true;
+    Announce(kAppFile, 10);
+    EXPECT_TRUE(mCarrier->mCarrierIsReadyForFile);
+}
+
+}  // namespace
