@@ -12,15 +12,13 @@ std::atomic<bool> sIsMemoryGone{false};
 
 }  // namespace
 
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
-    if (sIsMemoryGone) {
-        return nullptr;
-    }
-    try {
-        return ::operator new[](size);
-    } catch (const std::bad_alloc&) {
-        return nullptr;
-    }
+// The linker sends every call of the nothrow operator new[] here. Defining the operator itself would collide with that
+// of the sanitizers' run-time.
+void* RealNewArray(std::size_t size, const std::nothrow_t& tag) noexcept asm("__real__ZnamRKSt9nothrow_t");
+void* NewArrayUnlessGone(std::size_t size, const std::nothrow_t& tag) noexcept asm("__wrap__ZnamRKSt9nothrow_t");
+
+void* NewArrayUnlessGone(std::size_t size, const std::nothrow_t& tag) noexcept {
+    return sIsMemoryGone ? nullptr : RealNewArray(size, tag);
 }
 
 namespace {
