@@ -6,11 +6,23 @@
 #include "VeltrixHAL/SystemMonitor.h"
 
 #include <exception>
+#include <system_error>
 #include <thread>
 
 namespace {
 
 constexpr std::uint32_t kProcessingPeriodUs = 5000;
+
+template <typename Body>
+bool Start(const char* name, Body body) {
+    try {
+        std::thread(body).detach();
+        return true;
+    } catch (const std::system_error& error) {
+        HalLog::Critical("Could not start {}. {}", name, error.what());
+        return false;
+    }
+}
 
 }  // namespace
 
@@ -39,12 +51,12 @@ void Process(CarrierCommInterface* carrier) {
     }
 }
 
-void StartProcessingThread(CarrierCommInterface& carrier) {
-    std::thread(Process, &carrier).detach();
+bool StartProcessingThread(CarrierCommInterface& carrier) {
+    return Start("the processing thread", [&carrier] { Process(&carrier); });
 }
 
-void StartCheckInThread(EventClient& client) {
-    std::thread([&client] {
+bool StartCheckInThread(EventClient& client) {
+    return Start("the check-in thread", [&client] {
         while (gKeepRunning) {
             try {
                 systemMonitorCheckInHandler(&client);
@@ -52,5 +64,5 @@ void StartCheckInThread(EventClient& client) {
                 LogCurrentException("the check-in thread");
             }
         }
-    }).detach();
+    });
 }

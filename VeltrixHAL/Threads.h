@@ -5,11 +5,12 @@
 
 #include <Veltrix/EventClient.h>
 
-// Starts the check-in thread. It is never joined: it ends with the process at the latest.
-void StartCheckInThread(EventClient& client);
+// Starts the check-in thread. It is never joined: it ends with the process at the latest. False, with a critical message
+// in the log, when the system has no thread to give.
+bool StartCheckInThread(EventClient& client);
 
 // Starts the processing thread, likewise: every 5 ms one polling step of the link, until the process stops.
-void StartProcessingThread(CarrierCommInterface& carrier);
+bool StartProcessingThread(CarrierCommInterface& carrier);
 
 // The processing thread's body.
 void Process(CarrierCommInterface* carrier);

@@ -153,8 +153,9 @@ void RunMainLoop(EventClient& client, CarrierCommInterface& carrier, HALStatus& 
 }  // namespace
 
 int main(int argc, char* argv[]) {
-    std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
-    std::signal(SIGPIPE, SIG_IGN);
+    if (std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ) != 0 || std::signal(SIGPIPE, SIG_IGN) == SIG_ERR) {
+        std::perror("VeltrixHAL");
+    }
 
     CommandLineSettings settings;
     if (const auto exitStatus = ParseCommandLine(argc, argv, settings)) {
@@ -184,7 +185,9 @@ int main(int argc, char* argv[]) {
     SleepMicroseconds(kUartSettleUs);
 
     InstallSignalHandlers();
-    StartCheckInThread(client);
+    if (!StartCheckInThread(client)) {
+        std::exit(EXIT_FAILURE);
+    }
     HALStatus halStatus;
     ReadSettings();
     activateSubscriptions(client, carrier, halInfo, halStatus);
@@ -193,7 +196,9 @@ int main(int argc, char* argv[]) {
     ProcessReady ready;
     ready.set_index(kProcessIndex);
     Publish(client, "process_ready", ready);
-    StartProcessingThread(carrier);
+    if (!StartProcessingThread(carrier)) {
+        std::exit(EXIT_FAILURE);
+    }
 
     RunMainLoop(client, carrier, halStatus);
     ShutDown(client);

@@ -3,7 +3,10 @@
 
 #include "VeltrixHAL/Threads.h"
 
+#include <pthread.h>
+
 #include <cerrno>
+#include <cstddef>
 #include <functional>
 #include <stdexcept>
 
@@ -42,6 +45,37 @@ TEST_F(ProcessingThreadTest, ReturnsAtOnceWhenTheProcessHasStopped) {
     Process(&mCounting);
     EXPECT_EQ(mCounting.mSteps, 0);
     EXPECT_THAT(mClock.Sleeps(), IsEmpty());
+}
+
+// As long as it lives, the system has no thread to give: each would get a stack larger than all memory.
+class NoThreads {
+public:
+    NoThreads() {
+        EXPECT_EQ(pthread_getattr_default_np(&mUsual), 0);
+        pthread_attr_t huge;
+        EXPECT_EQ(pthread_attr_init(&huge), 0);
+        EXPECT_EQ(pthread_attr_setstacksize(&huge, std::size_t{1} << (8 * sizeof(std::size_t) - 2)), 0);
+        EXPECT_EQ(pthread_setattr_default_np(&huge), 0);
+        pthread_attr_destroy(&huge);
+    }
+    ~NoThreads() {
+        pthread_setattr_default_np(&mUsual);
+        pthread_attr_destroy(&mUsual);
+    }
+    NoThreads(const NoThreads&) = delete;
+    NoThreads& operator=(const NoThreads&) = delete;
+
+private:
+    pthread_attr_t mUsual{};
+};
+
+TEST_F(ProcessingThreadTest, AThreadThatCannotBeHadIsReported) {
+    const NoThreads noThreads;
+    EXPECT_FALSE(StartProcessingThread(mCounting));
+    EXPECT_FALSE(StartCheckInThread(mClient));
+    EXPECT_THAT(mLog.Take(),
+                ElementsAre(Critical("Could not start the processing thread. Resource temporarily unavailable"),
+                            Critical("Could not start the check-in thread. Resource temporarily unavailable")));
 }
 
 TEST_F(ProcessingThreadTest, GoesOnAfterAnException) {
