@@ -89,7 +89,7 @@ std::vector<std::string> Sandbox::Environment() const {
     variables["VELTRIX_ROOT"] = mRoot;
     variables["VELTRIX_CLOCK_GUARD_LOG"] = mFolder / kClockLog;
     variables["PATH"] = (mFolder / "bin") + ":" + variables["PATH"];
-    variables["LD_PRELOAD"] = kClockGuardLibrary;
+    variables["LD_PRELOAD"] = kClockGuardLibrary + mLibraries;
     variables["ASAN_OPTIONS"] = SanitizerOptions(variables["ASAN_OPTIONS"]);
     std::vector<std::string> environment;
     for (const auto& [name, value] : variables) {

@@ -28,6 +28,8 @@ public:
 
     // For additions and changes; VELTRIX_ROOT, PATH and LD_PRELOAD are not open to them.
     void SetVariable(const std::string& name, const std::string& value) { mVariables[name] = value; }
+    // One more library to preload, behind the clock guard.
+    void Preload(const std::string& library) { mLibraries += ":" + library; }
 
     // "NAME=value" for each variable: this process's own, with the root, the stub and the guard put in. Throws when the
     // stub or the guard is not where it should be: without them a test could restart this computer or set its clock.
@@ -46,4 +48,5 @@ private:
     TempFolder mFolder;
     std::string mRoot;
     std::map<std::string, std::string> mVariables;
+    std::string mLibraries;
 };
