@@ -85,6 +85,15 @@ std::string OutputText::Text() const {
     return mText;
 }
 
+std::string OutputText::Take() {
+    Drain();
+    const std::lock_guard lock(mMutex);
+    const std::size_t end = mText.rfind('\n') + 1;  // 0 where there is none
+    std::string taken = mText.substr(0, end);
+    mText.erase(0, end);
+    return taken;
+}
+
 std::vector<std::string> OutputText::Lines() const {
     std::vector<std::string> lines;
     const std::string text = Text();

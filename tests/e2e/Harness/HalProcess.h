@@ -25,6 +25,8 @@ public:
     std::vector<std::string> Lines() const override;
     // All of it, as it was written.
     std::string Text() const;
+    // The whole lines so far, which are forgotten here: for a process that runs too long for all of it to be kept.
+    std::string Take();
 
     // The end of a pipe to read from, without waiting; from now on it belongs here.
     void Attach(int pipe);

@@ -1,0 +1,58 @@
+#include "tests/e2e/Campaign/BusyLife.h"
+
+#include "tests/support/WaitUntil.h"
+
+namespace {
+
+constexpr std::size_t kTenths = 10;
+constexpr std::size_t kTenthsFromCarrier = 3;
+
+}  // namespace
+
+BusyLife::BusyLife(Machine& machine, const Options& options)
+    : mMachine(machine),
+      mChance(options.seed),
+      mOptions(options),
+      mBus(machine.BusBroker().Socket(), options.seed + 1),
+      mCarrier(machine.Carrier(), options.seed),
+      mFirmware(machine, mBus, options.seed + 2) {}
+
+MachineOptions BusyLife::MachineFor(std::uint64_t seed) {
+    MachineOptions options;
+    options.arguments = {"-f", "-v", "0"};
+    options.carrier.seed = seed;
+    options.carrier.restartTime = simulator::Milliseconds(100);
+    options.carrier.firmware.check = simulator::ImageCheck::Crc32;
+    options.carrier.ownCommands.isOneByOne = true;
+    options.carrier.ownCommands.attempts = 10;
+    options.carrier.ownCommands.answerTime = simulator::Milliseconds(1000);
+    return options;
+}
+
+void BusyLife::Step() {
+    mCarrier.Settle();
+    mFirmware.Settle();
+    if (!mFirmware.IsBusy() && mChance.OneIn(mOptions.stepsPerUpdate)) {
+        mFirmware.Begin();
+    } else if (mChance.Below(kTenths) < kTenthsFromCarrier) {
+        if (mCarrier.HasRoom()) {
+            mCarrier.SendOne();
+        }
+    } else if (mBus.HasRoom()) {
+        mBus.SendOne();
+    }
+}
+
+bool BusyLife::Rest(std::chrono::milliseconds limit) {
+    const std::size_t last = mBus.Ask();
+    bool isAtRest = false;
+    WaitUntil(
+        [&] {
+            mCarrier.Settle();
+            mFirmware.Settle();
+            isAtRest = mBus.IsAnswered(last) && mCarrier.AreAllOver();
+            return isAtRest || !mMachine.Hal().IsRunning();
+        },
+        limit);
+    return isAtRest;
+}
