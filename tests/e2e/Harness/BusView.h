@@ -19,6 +19,8 @@ public:
 
     // Taken by the broker on return.
     void Publish(const std::string& topic, const std::string& payload) { mProbe.Publish(topic, payload); }
+    // Returns without waiting for the broker; in order all the same.
+    void PublishLater(const std::string& topic, const std::string& payload) { mProbe.PublishLater(topic, payload); }
     void PublishRetained(const std::string& topic, const std::string& payload) { mProbe.Publish(topic, payload, true); }
 
     std::size_t Position() const { return mProbe.Messages().size(); }
