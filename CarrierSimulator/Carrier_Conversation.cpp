@@ -120,6 +120,9 @@ TimePoint Carrier::QueueFrame(const Bytes& frame, const Transmission& how) {
 TimePoint Carrier::QueueParts(const std::vector<LinePart>& parts, Transmission how) {
     const std::optional<Milliseconds> restart = std::exchange(how.restart, std::nullopt);
     for (const LinePart& part : parts) {
+        if (how.ownCommand != 0 && !part.isDamaged) {
+            mOwnCommands.NoteCopy(how.ownCommand);
+        }
         how.due += part.delay;
         how.bytes = part.bytes;
         how.pausePerByte = part.pausePerByte;

@@ -13,6 +13,12 @@ namespace {
 constexpr std::size_t kUnpacedChunk = 4096;
 constexpr std::size_t kPacedChunk = 64;
 
+bool IsAboutDamage(const Bytes& nackPayload) {
+    return !nackPayload.empty() &&
+           (nackPayload.front() == nack::kHeaderCrc || nackPayload.front() == nack::kPayloadCrc ||
+            nackPayload.front() == nack::kInvalidPayload);
+}
+
 }  // namespace
 
 void Carrier::Run() {
@@ -81,6 +87,8 @@ void Carrier::TakeItem(const LineItem& item) {
         const Lock lock(mMutex);
         if (item.command == command::kAck) {
             mOwnCommands.NoteAckOnLine();
+        } else if (item.command == command::kNack && !IsAboutDamage(item.payload)) {
+            mOwnCommands.NoteRefusalOnLine();
         }
     }
     TimePoint time = item.time;

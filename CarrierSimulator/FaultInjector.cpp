@@ -1,6 +1,10 @@
 #include "CarrierSimulator/FaultInjector.h"
 
 #include <algorithm>
+#include <array>
+#include <span>
+
+#include "CarrierSimulator/CarrierCommand.h"
 
 namespace simulator {
 namespace {
@@ -29,6 +33,19 @@ Bytes InventBytes(std::mt19937_64& engine) {
         byte = static_cast<uint8_t>(engine() & 0xFFU);
     }
     return bytes;
+}
+
+// What would do most harm if anybody believed it.
+Bytes ForgeFrame(std::mt19937_64& engine) {
+    constexpr std::array<uint8_t, 8> kCommands = {command::kAck,          command::kNack,         command::kPowerFail,
+                                                  command::kSbcReset,     command::kCarrierAlive, command::kDropbear,
+                                                  command::kErrorMessage, command::kCommsTest};
+    const uint8_t forged = kCommands[DrawBelow(engine, kCommands.size())];
+    const Bytes payload = Draw(engine, 0.5) ? Bytes{'f', 'o', 'r', 'g', 'e', 'd'} : Bytes{};
+    Bytes frame = EncodeFrame(forged, std::span<const uint8_t>(payload));
+    // The last byte belongs to the header's CRC where there is no payload, and to the payload's where there is one.
+    frame.back() = static_cast<uint8_t>(frame.back() ^ (1 + DrawBelow(engine, 255)));
+    return frame;
 }
 
 }  // namespace
@@ -158,8 +175,13 @@ std::vector<LinePart> FaultInjector::ApplyRates(Line& line, const Bytes& frame) 
     const bool isDuplicated = Draw(line.engine, line.rates.duplicate);
     const bool isDelayed = Draw(line.engine, line.rates.delay);
     const bool isNoisy = Draw(line.engine, line.rates.noise);
+    const bool isForged = Draw(line.engine, line.rates.forge);
 
     std::vector<LinePart> parts;
+    if (isForged) {
+        ++line.counts.forged;
+        parts.push_back(LinePart{ForgeFrame(line.engine), Milliseconds{0}, Milliseconds{0}, true});
+    }
     if (isNoisy) {
         ++line.counts.noise;
         parts.push_back(LinePart{InventBytes(line.engine), Milliseconds{0}, Milliseconds{0}, true});

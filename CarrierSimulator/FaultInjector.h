@@ -26,8 +26,9 @@ struct FaultRates {
     double delay = 0;      // comes `delayTime` late
     double noise = 0;      // 1 to 16 invented bytes before it
     Milliseconds delayTime{50};
+    double forge = 0;  // a frame before it that nobody sent, one CRC of which is wrong
 
-    bool IsClean() const { return drop + corrupt + cut + duplicate + delay + noise <= 0; }
+    bool IsClean() const { return drop + corrupt + cut + duplicate + delay + noise + forge <= 0; }
 };
 
 // One fault, or a series of them, at a place that the script names.
@@ -73,8 +74,9 @@ struct FaultCounts {
     std::size_t duplicated = 0;
     std::size_t delayed = 0;
     std::size_t noise = 0;
+    std::size_t forged = 0;
 
-    std::size_t Total() const { return dropped + corrupted + cut + duplicated + delayed + noise; }
+    std::size_t Total() const { return dropped + corrupted + cut + duplicated + delayed + noise + forged; }
 };
 
 // Damages frames, by rates drawn from a seed or by script. The draws of the two directions are independent of each

@@ -48,7 +48,7 @@ const OwnCommand* OwnCommands::TakeDue(TimePoint now) {
             return &entry.own;
         }
         if (mPolicy.isOneByOne) {
-            if (!entry.own.IsOver() || now < entry.due) {
+            if (!entry.own.IsOver() || (now < entry.due && !entry.IsEveryCopyAnswered())) {
                 break;
             }
             mOpen.pop_front();
@@ -95,6 +95,18 @@ OwnCommands::Entry* OwnCommands::Answering() {
         }
     }
     return nullptr;
+}
+
+void OwnCommands::NoteCopy(uint64_t id) {
+    if (const auto found = mEntries.find(id); found != mEntries.end()) {
+        ++found->second.own.copies;
+    }
+}
+
+void OwnCommands::NoteRefusalOnLine() {
+    if (Entry* entry = Answering()) {
+        ++entry->own.refusalsOnLine;
+    }
 }
 
 void OwnCommands::NoteAckOnLine() {

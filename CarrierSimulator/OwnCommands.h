@@ -26,8 +26,10 @@ struct OwnCommand {
     Bytes payload;
     State state = State::Waiting;
     std::size_t timesSent = 0;
-    std::size_t acks = 0;        // that reached the carrier
-    std::size_t acksOnLine = 0;  // that the module sent, whatever the line then did to them
+    std::size_t acks = 0;            // that reached the carrier
+    std::size_t acksOnLine = 0;      // that the module sent, whatever the line then did to them
+    std::size_t refusalsOnLine = 0;  // Nacks likewise, but for those that complain of damage
+    std::size_t copies = 0;          // whole ones that the line was given, after its faults
     Bytes nackCodes;
     Bytes answer;        // payload of the last Ack
     TimePoint lastSent;  // last byte through the line
@@ -44,7 +46,8 @@ struct OwnCommandPolicy {
     // One command after the other: the next one waits until the one before is over. Answers carry no name, so this is
     // what makes it certain which command an Ack belongs to.
     bool isOneByOne = false;
-    // One by one only: how long the line is kept free after an answer, for the second answer of a doubled frame.
+    // One by one only: how long the line is kept free at most after an answer, for the second answer of a doubled
+    // frame; not longer than until the module has answered every whole copy.
     Milliseconds pauseAfterAnswer{0};
     // Commands that are over and still remembered.
     std::size_t remembered = 20000;
@@ -70,8 +73,12 @@ public:
     // The last byte of it is through the line.
     void NoteSent(uint64_t id, TimePoint time);
 
-    // An Ack left the module.
+    // A whole copy of it is given to the line.
+    void NoteCopy(uint64_t id);
+
+    // An Ack left the module, or a Nack that says nothing of damage.
     void NoteAckOnLine();
+    void NoteRefusalOnLine();
 
     // An answer reached the carrier: the command that it belongs to, or null.
     const OwnCommand* NoteAck(const Bytes& payload, TimePoint time);
@@ -88,6 +95,8 @@ private:
         OwnCommand own;
         TimePoint due{};  // Waiting: not before; Sent: end of the answer time; over: end of the pause
         bool isAnswered = true;
+
+        bool IsEveryCopyAnswered() const { return own.copies > 0 && own.acksOnLine + own.refusalsOnLine >= own.copies; }
     };
 
     Entry* Answering();

@@ -88,7 +88,8 @@ void AddFaults(CLI::App& app, SimulatorSettings& settings, Numbers& numbers) {
                              Rate{"--cut", &FaultRates::cut, "Frames that end early"},
                              Rate{"--duplicate", &FaultRates::duplicate, "Frames that come twice"},
                              Rate{"--delay", &FaultRates::delay, "Frames that come late"},
-                             Rate{"--noise", &FaultRates::noise, "Frames with invented bytes before them"}}) {
+                             Rate{"--noise", &FaultRates::noise, "Frames with invented bytes before them"},
+                             Rate{"--forge", &FaultRates::forge, "Frames with an invented frame before them"}}) {
         app.add_option(rate.name, numbers.rates.*rate.value, rate.help)
             ->check(CLI::Range(0.0, 1.0))
             ->capture_default_str()

@@ -142,6 +142,30 @@ TEST_F(CarrierFaultTest, AcknowledgementsAreCountedWhereTheyLeaveAndWhereTheyArr
     EXPECT_EQ(outcome->timesSent, 2U);
     EXPECT_EQ(outcome->acksOnLine, 2U);
     EXPECT_EQ(outcome->acks, 1U);
+    EXPECT_EQ(outcome->copies, 2U);
+}
+
+TEST_F(CarrierFaultTest, WholeCopiesAndTheirRefusalsAreCounted) {
+    CarrierOptions options;
+    options.ownCommands = {.attempts = 3, .answerTime = kPatience, .isOneByOne = true};
+    Begin(options);
+    mCarrier->Faults().Script({.where = Where::Sent, .what = What::Corrupt});
+    mCarrier->Faults().Script({.where = Where::Sent, .what = What::Duplicate});
+    const uint64_t id = mCarrier->SendError("E42");
+    const std::string error = "0A 23 03 00 E6 47 45 34 32 3A 54";
+    ASSERT_NE(mModule->Read(11), error);
+    ASSERT_TRUE(mModule->Write("0A 00 01 00 39 A8 02 D3 6A"));  // damaged: no answer to a whole one
+    ASSERT_EQ(mModule->Read(22), error + " " + error);
+    ASSERT_TRUE(mModule->Write("0A 00 01 00 39 A8 0B 4E AB"));  // not now
+    ASSERT_EQ(mModule->Read(11), error);
+    ASSERT_TRUE(mModule->Write(kAckBytes));
+    const auto outcome = mCarrier->WaitForOutcome(id, kPatience);
+    ASSERT_TRUE(outcome);
+    EXPECT_EQ(outcome->timesSent, 3U);
+    EXPECT_EQ(outcome->copies, 3U);
+    EXPECT_EQ(outcome->refusalsOnLine, 1U);
+    EXPECT_EQ(outcome->acksOnLine, 1U);
+    EXPECT_EQ(outcome->nackCodes, (Bytes{nack::kPayloadCrc, nack::kExpectingAckNack}));
 }
 
 TEST_F(CarrierFaultTest, NoisyLineDoesNotStopTheCarrier) {

@@ -3,9 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <bit>
+#include <map>
 #include <vector>
 
 #include "CarrierSimulator/CarrierCommand.h"
+#include "CarrierSimulator/FrameDecoder.h"
 
 namespace simulator {
 namespace {
@@ -102,6 +104,32 @@ TEST(FaultInjector, EachKindDoesWhatItSays) {
     EXPECT_GE(noisy[0].bytes.size(), 1U);
     EXPECT_LE(noisy[0].bytes.size(), 16U);
     EXPECT_EQ(noisy[1].bytes, kFrame);
+
+    const auto forged = parts(FaultRates{.forge = 1});
+    ASSERT_EQ(forged.size(), 2U);
+    EXPECT_TRUE(forged[0].isDamaged);
+    EXPECT_EQ(forged[1].bytes, kFrame);
+    EXPECT_FALSE(forged[1].isDamaged);
+}
+
+TEST(FaultInjector, AForgedFrameLooksLikeOneUpToAWrongCrc) {
+    FaultInjector injector(11);
+    injector.SetRates(Direction::Sent, FaultRates{.forge = 1});
+    std::map<LineItem::Kind, std::size_t> kinds;
+    for (int count = 0; count < 1000; ++count) {
+        const Bytes forged = injector.Apply(Direction::Sent, kFrame).front().bytes;
+        ASSERT_TRUE(forged.size() == kHeaderSize || forged.size() == kHeaderSize + 6 + kCrcSize);
+        ASSERT_EQ(forged[0], kStartByte);
+        FrameDecoder decoder;
+        std::vector<LineItem> items;
+        decoder.Feed(forged, TimePoint{}, Clock::duration{0}, items);
+        decoder.Flush(items);
+        ASSERT_EQ(items.size(), 1U);
+        ++kinds[items.front().kind];
+    }
+    EXPECT_EQ(kinds[LineItem::Kind::BadHeader] + kinds[LineItem::Kind::BadPayload], 1000U);
+    EXPECT_NEAR(static_cast<double>(kinds[LineItem::Kind::BadHeader]), 500, 64) << "four standard deviations";
+    EXPECT_EQ(injector.Counts(Direction::Sent).forged, 1000U);
 }
 
 TEST(FaultInjector, ScriptHitsTheFramesThatItNames) {

@@ -96,6 +96,26 @@ TEST(OwnCommands, OneByOneTheNextWaitsAndASecondAnswerStaysWithTheFirst) {
     EXPECT_EQ(book.Find(second)->acks, 0U);
 }
 
+TEST(OwnCommands, ThePauseEndsWhenEveryCopyIsAnswered) {
+    OwnCommands book({.answerTime = 500ms, .isOneByOne = true, .pauseAfterAnswer = 100ms});
+    const uint64_t first = book.Add(command::kErrorMessage, {}, true);
+    const uint64_t second = book.Add(command::kErrorMessage, {}, true);
+    const uint64_t third = book.Add(command::kErrorMessage, {}, true);
+    TakeAll(book, kStart);
+    book.NoteCopy(first);
+    book.NoteCopy(first);
+    book.NoteAckOnLine();
+    book.NoteAck({}, kStart + 10ms);
+    EXPECT_TRUE(TakeAll(book, kStart + 11ms).empty()) << "one of two is still to be answered";
+    book.NoteRefusalOnLine();
+    EXPECT_EQ(TakeAll(book, kStart + 12ms), (std::vector<uint64_t>{second})) << "a refusal is an answer, too";
+    EXPECT_EQ(book.Find(first)->refusalsOnLine, 1U);
+    book.NoteCopy(second);
+    book.NoteAckOnLine();
+    book.NoteAck({}, kStart + 20ms);
+    EXPECT_EQ(TakeAll(book, kStart + 20ms), (std::vector<uint64_t>{third}));
+}
+
 TEST(OwnCommands, WhatNobodyAnswersIsOverWhenItIsSent) {
     OwnCommands book({.isOneByOne = true});
     const uint64_t first = book.Add(command::kDropbear, {}, false);

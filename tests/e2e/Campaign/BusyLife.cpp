@@ -25,7 +25,7 @@ MachineOptions BusyLife::MachineFor(std::uint64_t seed) {
     options.carrier.firmware.check = simulator::ImageCheck::Crc32;
     options.carrier.ownCommands.isOneByOne = true;
     options.carrier.ownCommands.attempts = 10;
-    options.carrier.ownCommands.answerTime = simulator::Milliseconds(1000);
+    options.carrier.ownCommands.answerTime = simulator::Milliseconds(500);
     return options;
 }
 

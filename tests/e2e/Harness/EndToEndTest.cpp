@@ -8,7 +8,7 @@ constexpr std::chrono::seconds kLongestStop{6};
 
 }  // namespace
 
-void EndToEndTest::TearDown() {
+void EndToEndTest::EndMachines() {
     for (const auto& machine : mMachines) {
         try {
             if (machine->Hal().IsRunning()) {
@@ -26,4 +26,5 @@ void EndToEndTest::TearDown() {
             ADD_FAILURE() << machine->Report();
         }
     }
+    mMachines.clear();
 }

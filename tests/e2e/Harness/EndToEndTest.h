@@ -33,7 +33,10 @@ protected:
         return machine;
     }
 
-    void TearDown() override;
+    // The end of all machines so far, and of what they hold. For tests that need many, some after the others.
+    void EndMachines();
+
+    void TearDown() override { EndMachines(); }
 
 private:
     std::vector<std::unique_ptr<Machine>> mMachines;

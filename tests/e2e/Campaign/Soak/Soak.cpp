@@ -118,7 +118,9 @@ void Soak::Sample() {
     sample.watcher = FiguresOf(getpid()).value_or(ProcessFigures{});
     const SoakSample before = mSamples.empty() ? SoakSample{} : mSamples.back();
     const double span = static_cast<double>((sample.elapsed - before.elapsed).count()) / 1000;
-    if (span > 0) {
+    // Ticks are too coarse for less than that.
+    sample.cpuPercent = before.cpuPercent;
+    if (span >= 1) {
         sample.cpuPercent = 100 * (process->cpuSeconds - before.process.cpuSeconds) / span;
     }
     mSamples.push_back(sample);
