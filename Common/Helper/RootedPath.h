@@ -32,3 +32,15 @@ inline std::string DisplayPath(std::string_view path) {
     }
     return std::string(path);
 }
+
+// A text of somebody else's that names such paths, as messages show it.
+inline std::string DisplayText(std::string text) {
+    const std::string root = PathRoot();
+    if (root.empty()) {
+        return text;
+    }
+    for (auto at = text.find(root + "/"); at != std::string::npos; at = text.find(root + "/", at)) {
+        text.erase(at, root.size());
+    }
+    return text;
+}

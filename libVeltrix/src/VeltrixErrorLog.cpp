@@ -2,9 +2,12 @@
 #include <spdlog/sinks/rotating_file_sink.h>
 #include <spdlog/spdlog.h>
 
+#include <chrono>
 #include <cstddef>
+#include <cstdio>
 #include <exception>
 #include <filesystem>
+#include <mutex>
 #include <system_error>
 
 #include "Common/Helper/RootedPath.h"
@@ -23,6 +26,19 @@ union Immortal {
 };
 constinit Immortal sImmortal;
 
+// In place of spdlog's own report, which names files with the root's path and whose pauses go by the time of day. At
+// most one a second: a disk that is full stays so for a while.
+void ReportFailure(const std::string& text) {
+    using Clock = std::chrono::steady_clock;
+    static std::mutex sMutex;
+    static Clock::time_point sNext = Clock::time_point::min();
+    const std::lock_guard lock(sMutex);
+    if (const auto now = Clock::now(); now >= sNext) {
+        sNext = now + std::chrono::seconds(1);
+        std::fprintf(stderr, "Could not write to the log: %s\n", DisplayText(text).c_str());
+    }
+}
+
 }  // namespace
 
 constinit std::shared_ptr<spdlog::logger>& VeltrixErrorLog::gRotatingLogger = sImmortal.logger;
@@ -39,6 +55,7 @@ void VeltrixErrorLog::initLogger(const std::string& name) {
         }
         auto logger = spdlog::rotating_logger_mt(name, file.string(), kBytesPerFile, kOldFiles);
         logger->flush_on(spdlog::level::trace);
+        logger->set_error_handler(ReportFailure);
         gRotatingLogger = std::move(logger);
     } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch): the null pointer tells it
     }

@@ -1,3 +1,4 @@
+#include <chrono>
 #include <filesystem>
 #include <thread>
 #include <vector>
@@ -64,6 +65,26 @@ TEST_F(ErrorLog, StaysNullWhereTheFileCannotBeMade) {
     fs::create_directories(mRoot / "Veltrix/log/HAL.log");
     VeltrixErrorLog::initLogger("HAL");
     EXPECT_EQ(VeltrixErrorLog::gRotatingLogger, nullptr);
+}
+
+TEST_F(ErrorLog, WhatCannotBeWrittenIsToldWithoutTheRootAndNotEachTime) {
+    fs::create_directories(mRoot / "Veltrix/log");
+    fs::create_symlink("/dev/full", mRoot / "Veltrix/log/HAL.log");
+    VeltrixErrorLog::initLogger("HAL");
+    ASSERT_NE(VeltrixErrorLog::gRotatingLogger, nullptr);
+    const auto start = std::chrono::steady_clock::now();
+    testing::internal::CaptureStderr();
+    for (int i = 0; i < 100; ++i) {
+        VeltrixErrorLog::gRotatingLogger->info("number {}", i);
+    }
+    const std::string told = testing::internal::GetCapturedStderr();
+    const auto seconds = std::chrono::ceil<std::chrono::seconds>(std::chrono::steady_clock::now() - start).count();
+
+    const std::string line =
+        "Could not write to the log: Failed flush to file /Veltrix/log/HAL.log: No space left on device\n";
+    ASSERT_EQ(told.substr(0, line.size()), line);
+    EXPECT_EQ(told.size() % line.size(), 0U) << told;
+    EXPECT_LE(told.size() / line.size(), static_cast<std::size_t>(seconds)) << "more than one a second";
 }
 
 TEST_F(ErrorLog, ThreadsMayLogWhileTheProcessEnds) {
