@@ -150,6 +150,11 @@ std::vector<LinePart> FaultInjector::ApplyScripted(Line& line, const ScriptedFau
             part.bytes.resize(frame.size() / 2);
             part.isDamaged = true;
             return {part};
+        case ScriptedFault::What::Cut:
+            ++line.counts.cut;
+            part.bytes.resize(std::min<std::size_t>(fault.code, frame.size()));
+            part.isDamaged = part.bytes.size() < frame.size();
+            return {part};
         case ScriptedFault::What::Duplicate:
             ++line.counts.duplicated;
             return {part, part};

@@ -42,6 +42,7 @@ struct ScriptedFault {
         Drop,          // lost; as Answer: the command is carried out, the answer is lost
         Corrupt,       // one bit flipped
         Half,          // only its first half
+        Cut,           // only its first `code` bytes
         Duplicate,     // twice
         Late,          // `delay` late
         ByteByByte,    // with a pause of `delay` (1 ms if 0) between its bytes

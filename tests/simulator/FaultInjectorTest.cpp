@@ -171,6 +171,10 @@ TEST(FaultInjector, ScriptedShapesAreExact) {
     const auto half = injector.ApplyToAnswer({.what = What::Half}, kFrame);
     ASSERT_EQ(half.size(), 1U);
     EXPECT_EQ(half[0].bytes, (Bytes{0x0A, 0x23, 3, 0, 0xE6}));
+    const auto cut = injector.ApplyToAnswer({.what = What::Cut, .code = 2}, kFrame);
+    ASSERT_EQ(cut.size(), 1U);
+    EXPECT_EQ(cut[0].bytes, (Bytes{0x0A, 0x23}));
+    EXPECT_TRUE(cut[0].isDamaged);
     const auto slow = injector.ApplyToAnswer({.what = What::ByteByByte, .delay = 4ms}, kFrame);
     ASSERT_EQ(slow.size(), 1U);
     EXPECT_EQ(slow[0].pausePerByte, 4ms);

@@ -33,8 +33,9 @@ std::size_t CarrierView::Count(const std::string& frame, std::size_t from) const
     return static_cast<std::size_t>(std::count(frames.begin(), frames.end(), frame));
 }
 
-std::vector<std::string> CarrierView::AwaitFrames(std::size_t count, std::size_t from) const {
-    if (!WaitUntil([&] { return mCarrier.ReceivedCount() >= from + count; }, kPatience)) {
+std::vector<std::string> CarrierView::AwaitFrames(std::size_t count, std::size_t from,
+                                                  std::chrono::milliseconds limit) const {
+    if (!WaitUntil([&] { return mCarrier.ReceivedCount() >= from + count; }, limit)) {
         throw std::runtime_error("not on the line: " + std::to_string(count) + " frames from number " +
                                  std::to_string(from) + " on");
     }

@@ -18,7 +18,8 @@ public:
     std::size_t Count(const std::string& frame, std::size_t from = 0) const;
 
     // Waits until so many have come, and returns all that have.
-    std::vector<std::string> AwaitFrames(std::size_t count, std::size_t from = 0) const;
+    std::vector<std::string> AwaitFrames(std::size_t count, std::size_t from = 0,
+                                         std::chrono::milliseconds limit = kPatience) const;
     void AwaitFrame(const std::string& frame, std::size_t from = 0, std::size_t count = 1) const;
 
     // Both directions in the order of time, one frame per line, long ones cut.

@@ -1,0 +1,81 @@
+// Heartbeats one behind the other, as fast as 115200 baud carry them.
+#include "tests/e2e/Harness/EndToEndTest.h"
+
+#include <thread>
+
+#include "tests/support/WaitUntil.h"
+
+namespace {
+
+constexpr const char* kAck = "0A 01 00 00 7A AC";
+constexpr const char* kNackExpectingAck = "0A 00 01 00 39 A8 0B 4E AB";
+constexpr const char* kLedFrame = "0A 30 09 00 71 C6 01 02 03 04 05 06 07 08 09 FD 7D";
+constexpr const char* kLedSettings =
+    R"({"cloudGreenLed":1,"cloudYellowLed":2,"wifiGreenLed":3,"wifiYellowLed":4,"ethernetGreenLed":5,)"
+    R"("ethernetYellowLed":6,"usbGreenLed":7,"opIDGreenLed":8,"opIDYellowLed":9})";
+constexpr std::size_t kHeartbeats = 1000;
+constexpr std::chrono::seconds kLongestFlood{60};
+constexpr std::size_t kMostQueued = 8;  // in the carrier: enough for a line without a gap
+
+class FloodTest : public EndToEndTest {
+protected:
+    static MachineOptions Options() {
+        MachineOptions options;
+        options.arguments = {"-f", "-v", "0"};
+        options.carrier.baud = 115200;
+        return options;
+    }
+
+    // No faster than the line takes them, so that answers do not have to queue up behind all of them.
+    template <typename Action>
+    static void Flood(Machine& machine, Action atEachHundredth) {
+        simulator::Carrier& carrier = machine.Carrier();
+        const std::size_t before = carrier.Statistics().framesSent;
+        for (std::size_t count = 1; count <= kHeartbeats; ++count) {
+            carrier.SendHeartbeat();
+            if (count % 100 == 0) {
+                atEachHundredth();
+            }
+            while (before + count > carrier.Statistics().framesSent + kMostQueued) {
+                std::this_thread::sleep_for(std::chrono::microseconds(200));
+            }
+        }
+    }
+};
+
+TEST_F(FloodTest, EveryHeartbeatIsAcknowledged) {
+    Machine& machine = GreetedMachine(Options());
+    const std::size_t line = machine.Line().Position();
+    const std::size_t log = machine.Log().Position();
+    Flood(machine, [] {});
+    machine.Line().AwaitFrames(kHeartbeats, line, kLongestFlood);
+    machine.FlushLine();
+    EXPECT_EQ(machine.Carrier().Statistics().bytesLost, 0U);
+    EXPECT_EQ(machine.Line().Count(kAck, line), kHeartbeats);
+    EXPECT_EQ(machine.Line().Position(), line + kHeartbeats + 1) << "and the echo";
+    EXPECT_EQ(machine.Log().Position(), log) << "without a word";
+}
+
+TEST_F(FloodTest, CommandsGetThroughAndEveryHeartbeatHasItsAnswer) {
+    Machine& machine = GreetedMachine(Options());
+    const std::size_t line = machine.Line().Position();
+    std::size_t commands = 0;
+    Flood(machine, [&] {
+        machine.Bus().Publish("led_settings", kLedSettings);
+        ++commands;
+    });
+    machine.FlushBus();
+    const auto answers = [&] {
+        return machine.Line().Count(kAck, line) + machine.Line().Count(kNackExpectingAck, line);
+    };
+    WaitUntil([&] { return answers() >= kHeartbeats; }, kLongestFlood);
+    machine.FlushLine();
+    EXPECT_EQ(machine.Carrier().Statistics().bytesLost, 0U);
+    EXPECT_GE(machine.Line().Count(kLedFrame, line), commands);
+    EXPECT_EQ(answers(), kHeartbeats);
+    EXPECT_EQ(machine.Line().Count(kNackExpectingAck, line),
+              machine.Log().Count("[info] Collision!!! Expected Ack but received 0d9"));
+    EXPECT_THAT(machine.Carrier().State().ledSettings, testing::ElementsAre(1, 2, 3, 4, 5, 6, 7, 8, 9));
+}
+
+}  // namespace
