@@ -72,14 +72,13 @@ TEST_P(DisturbedWaitTest, EndsWithTheAnswerAllTheSame) {
     logged.emplace_back(kApplied);
     EXPECT_EQ(since.Log(), logged);
     machine.Out().AwaitInOrder(GetParam().printed);
-    EXPECT_FALSE(machine.Out().Has("2 retry attempts remaining")) << "nothing was repeated";
 
     ComeBack(machine);
     Lines frames = GetParam().answered;
     frames.emplace_back(kPhase4);
     EXPECT_THAT(FramesButAcks(machine, since.Line()), ElementsAreArray(frames));
-    EXPECT_EQ(machine.Line().Count(kApplyApp), 1U);
-    ExpectThatUpdatesWork(machine);
+    EXPECT_EQ(machine.Line().Count(kApplyApp), 1U) << "nothing was repeated";
+    machine.FlushLine();
 }
 
 INSTANTIATE_TEST_SUITE_P(
