@@ -5,20 +5,19 @@
 
 #include <Veltrix/DataTypes.h>
 
-#include <array>
+#include <cstdint>
 #include <ctime>
 #include <string>
 
 namespace {
 
-// ctime's text with its newline, in the machine's time zone.
+// ctime's text with its newline, in the machine's time zone. ctime_r would refuse years of five digits, which its
+// buffer of 26 characters cannot hold; these handlers run on the main thread alone, so that ctime's own buffer is safe.
 std::string TimeText(std::int64_t timestamp) {
     const auto time = static_cast<std::time_t>(timestamp);
-    std::array<char, 64> text{};
-    if (time != timestamp || ::ctime_r(&time, text.data()) == nullptr) {
-        return "(invalid time)\n";
-    }
-    return text.data();
+    // NOLINTNEXTLINE(concurrency-mt-unsafe)
+    const char* const text = time == timestamp ? std::ctime(&time) : nullptr;
+    return text == nullptr ? "(invalid time)\n" : text;
 }
 
 }  // namespace

@@ -14,6 +14,7 @@
 #include <ctime>
 #include <limits>
 #include <string>
+#include <utility>
 
 namespace {
 
@@ -82,10 +83,32 @@ TEST_F(WeldEventsTest, TimesBeforeTheEpochAreTimes) {
     EXPECT_EQ(Printed(receiveWeldTriggerStart, start), "Weld Start -7  Time: Wed Dec 31 23:59:59 1969\n\n");
 }
 
+TEST_F(WeldEventsTest, TimesAreThoseOfTheMachinesTimeZone) {
+    const ScopedVariable fiveHoursEast("TZ", "XYZ-5");
+    auto start = Start(7, 1741064767);
+    Printed(receiveWeldTriggerStart, start);
+    EXPECT_THAT(mLog.Take(), ElementsAre(Information("Weld started at Tue Mar  4 10:06:07 2025\n")));
+}
+
+TEST_F(WeldEventsTest, YearsMayHaveAnyNumberOfDigits) {
+    const std::pair<std::int64_t, const char*> times[] = {
+        {253402300799, "Fri Dec 31 23:59:59 9999"},
+        {253402300800, "Sat Jan  1 00:00:00 10000"},
+        {9007199254740992, "Mon Nov 12 07:36:32 285428751"},
+        {-377705116801, "Sun Dec 31 23:59:59 -10000"},
+        {67767976233532799, "Tue Dec 31 23:59:59 2147483647"},
+    };
+    for (const auto& [timestamp, text] : times) {
+        auto start = Start(7, timestamp);
+        Printed(receiveWeldTriggerStart, start);
+        EXPECT_THAT(mLog.Take(), ElementsAre(Information("Weld started at " + std::string(text) + "\n")));
+    }
+}
+
 TEST_F(WeldEventsTest, ATimeThatCannotBeShownIsSaidToBeInvalid) {
     VeltrixErrorLog::gVerbosity = 1;
-    for (const std::int64_t timestamp :
-         {std::numeric_limits<std::int64_t>::max(), std::numeric_limits<std::int64_t>::min()}) {
+    for (const std::int64_t timestamp : {std::int64_t{67767976233532800}, std::numeric_limits<std::int64_t>::max(),
+                                         std::numeric_limits<std::int64_t>::min()}) {
         auto start = Start(7, timestamp);
         EXPECT_EQ(Printed(receiveWeldTriggerStart, start), "Weld Start 7  Time: (invalid time)\n\n");
         EXPECT_THAT(mLog.Take(), ElementsAre(Information("Weld started at (invalid time)\n")));
