@@ -4,8 +4,6 @@
 #include "Common/Helper/RootedPath.h"
 #include "Common/Logging/HalLog.h"
 
-#include <Veltrix/EventClient.h>
-
 namespace BusClient {
 namespace {
 
@@ -23,6 +21,12 @@ void SetSocket(const std::string& socket) {
 
 const std::string& Socket() {
     return SocketName();
+}
+
+void Publish(EventClient& client, const std::string& topic, const VeltrixDataTypeBase& data) {
+    if (const int result = client.Publish(topic, data); result != 0) {
+        HalLog::Warning("Could not publish {}. {}", topic, ErrorText(-result));
+    }
 }
 
 int PublishOnce(const std::string& topic, const VeltrixDataTypeBase& data) {

@@ -1,6 +1,7 @@
-// The bus socket of the process, and one-off publications on connections of their own.
+// The bus socket of the process, and publications whose failure is a warning in the log.
 #pragma once
 
+#include <Veltrix/EventClient.h>
 #include <Veltrix/VeltrixDataTypeBase.h>
 
 #include <string>
@@ -13,6 +14,9 @@ inline constexpr const char* kDefaultSocket = "/var/veltrix.unix";
 // Call before other threads start.
 void SetSocket(const std::string& socket);
 const std::string& Socket();
+
+// Publishes on a connection that stands; a failure is a warning in the log. Does not wait. Any thread.
+void Publish(EventClient& client, const std::string& topic, const VeltrixDataTypeBase& data);
 
 // Connects a client named "client", publishes and disconnects. Returns 0 or a negative errno; a failure is also a
 // warning in the log, and not tried again. Blocks for up to 5 s where the broker does not answer. Any thread.

@@ -3,6 +3,7 @@
 #include "Common/Helper/ErrorText.h"
 #include "Common/Logging/HalLog.h"
 #include "OSSpecific/Linux/System/Shell.h"
+#include "VeltrixHAL/BusClient.h"
 #include "VeltrixHAL/HalGlobals.h"
 #include "VeltrixHAL/VeltrixComm/CarrierCommInterface.h"
 
@@ -50,12 +51,6 @@ void Send(CarrierCommInterface& carrier, CommCommands_t command, const std::arra
     carrier.SendCommand(command, static_cast<unsigned int>(size), payload.data(), kCommandTimeoutMs);
 }
 
-void Publish(EventClient& client, const char* topic, const VeltrixDataTypeBase& data) {
-    if (const int result = client.Publish(topic, data); result != 0) {
-        HalLog::Warning("Could not publish {}. {}", topic, ErrorText(-result));
-    }
-}
-
 void RestartForAdminAccess(EventClient& client) {
     HalLog::Warning("Rebooting system due to admin access request...");
     ::sync();
@@ -66,7 +61,7 @@ void RestartForAdminAccess(EventClient& client) {
     status.set_isPoweringDown(true);
     status.set_nameOfCaller("HAL");
     status.set_reasonForPowerdown("Admin access status has been set");
-    Publish(client, "power_down_status", status);
+    BusClient::Publish(client, "power_down_status", status);
 }
 
 }  // namespace
@@ -197,5 +192,5 @@ void receiveDeviceSettingsRequest(EventClient* client, VeltrixDataTypeBase* /*me
                                   void* /*context*/) {
     DeviceSettings settings;
     settings.set_batteryVoltage(double{HalGlobals::g_batteryVoltage});
-    Publish(*client, "delayed_device_settings", settings);
+    BusClient::Publish(*client, "delayed_device_settings", settings);
 }

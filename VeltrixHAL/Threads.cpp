@@ -51,18 +51,20 @@ void Process(CarrierCommInterface* carrier) {
     }
 }
 
+void CheckInUntilStopped(EventClient* client) {
+    while (gKeepRunning) {
+        try {
+            systemMonitorCheckInHandler(client);
+        } catch (...) {
+            LogCurrentException("the check-in thread");
+        }
+    }
+}
+
 bool StartProcessingThread(CarrierCommInterface& carrier) {
     return Start("the processing thread", [&carrier] { Process(&carrier); });
 }
 
 bool StartCheckInThread(EventClient& client) {
-    return Start("the check-in thread", [&client] {
-        while (gKeepRunning) {
-            try {
-                systemMonitorCheckInHandler(&client);
-            } catch (...) {
-                LogCurrentException("the check-in thread");
-            }
-        }
-    });
+    return Start("the check-in thread", [&client] { CheckInUntilStopped(&client); });
 }

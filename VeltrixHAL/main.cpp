@@ -1,4 +1,4 @@
-// The process's start-up list, its main loop and its end.
+// The process's start-up list and its end.
 #include "Common/Configuration/Configuration.h"
 #include "Common/Helper/ErrorText.h"
 #include "Common/Helper/RootedPath.h"
@@ -9,6 +9,7 @@
 #include "VeltrixHAL/CommandLine.h"
 #include "VeltrixHAL/HalGlobals.h"
 #include "VeltrixHAL/Identity.h"
+#include "VeltrixHAL/MainLoop.h"
 #include "VeltrixHAL/Subscriptions.h"
 #include "VeltrixHAL/SystemMonitor.h"
 #include "VeltrixHAL/Threads.h"
@@ -20,14 +21,11 @@
 #include <spdlog/spdlog.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <ctime>
 #include <fstream>
-#include <memory>
 
 namespace {
 
@@ -35,8 +33,6 @@ constexpr const char* kLoggerName = "HAL";
 constexpr const char* kSettingsFile = "/Veltrix/settings.json";
 constexpr int kExitNoBus = -107;
 constexpr std::uint32_t kUartSettleUs = 3'000'000;
-constexpr long kMainLoopPeriodNs = 5'000'000;
-constexpr unsigned int kPassesBetweenStatus = 1000;
 
 void intHandler(int /*signal*/) {
     gKeepRunning = false;
@@ -107,38 +103,6 @@ void ReadSettings() {
     gCoreEnabled = core;
 }
 
-void SleepOnePass() {
-    timespec remaining{0, kMainLoopPeriodNs};
-    while (::nanosleep(&remaining, &remaining) != 0 && errno == EINTR) {
-    }
-}
-
-void Publish(EventClient& client, const char* topic, const VeltrixDataTypeBase& data) {
-    if (const int result = client.Publish(topic, data); result != 0) {
-        HalLog::Warning("Could not publish {}. {}", topic, ErrorText(-result));
-    }
-}
-
-void PublishStatus(EventClient& client, CarrierCommInterface& carrier, HALStatus& halStatus) {
-    halStatus.set_ready(carrier.mIsCarrierAlive);
-    Publish(client, "hal_status", halStatus);
-    carrier.mIsCarrierAlive = false;
-}
-
-void RunMainLoop(EventClient& client, CarrierCommInterface& carrier, HALStatus& halStatus) {
-    unsigned int passes = 0;
-    while (gKeepRunning) {
-        SleepOnePass();
-        if (passes == kPassesBetweenStatus) {
-            PublishStatus(client, carrier, halStatus);
-            passes = 0;
-        } else {
-            ++passes;
-        }
-        client.ExecuteDeferredEventHandlers(0);
-    }
-}
-
 // Ends the process while its other threads still run: whatever they may touch is never destroyed.
 [[noreturn]] void ShutDown(EventClient& client) {
     HalLog::Print(1, "VeltrixHAL shutting down");
@@ -195,11 +159,11 @@ int main(int argc, char* argv[]) {
     HalGlobals::gEndTimeOfLastWeld = DateTime::Now(0);
     ProcessReady ready;
     ready.set_index(kProcessIndex);
-    Publish(client, "process_ready", ready);
+    BusClient::Publish(client, "process_ready", ready);
     if (!StartProcessingThread(carrier)) {
         std::exit(EXIT_FAILURE);
     }
 
-    RunMainLoop(client, carrier, halStatus);
+    MainLoop(client, carrier, halStatus).Run();
     ShutDown(client);
 }

@@ -1,7 +1,6 @@
 // Dispatch of what the carrier sends on its own, and the meaning of its replies.
 #include "VeltrixHAL/VeltrixComm/CarrierCommInterface.h"
 
-#include "Common/Helper/ErrorText.h"
 #include "Common/Logging/HalLog.h"
 #include "VeltrixHAL/VeltrixComm/FrameView.h"
 
@@ -46,12 +45,6 @@ void CarrierCommInterface::HandleReceivedPacket(Packet& packet) {
 
 void CarrierCommInterface::SendAck() {
     SendCommand(CommCommands_Ack, 0, nullptr, kCommandTimeoutMs);
-}
-
-void CarrierCommInterface::Announce(const std::string& topic, const VeltrixDataTypeBase& data) {
-    if (const int result = mClient.Publish(topic, data); result != 0) {
-        HalLog::Warning("Could not publish {}. {}", topic, ErrorText(-result));
-    }
 }
 
 void CarrierCommInterface::HandleRxNack(const std::uint8_t* /*frame*/) {

@@ -143,7 +143,6 @@ protected:
     void WriteStoredConfig();
 
     void SendAck();
-    void Announce(const std::string& topic, const VeltrixDataTypeBase& data);
 
     EventClient mClient;
     timestampStruct mStartWeldTimestamp;

@@ -1,5 +1,6 @@
 // Settings and commands that other processes hand to the carrier.
 #include "Common/Logging/HalLog.h"
+#include "VeltrixHAL/BusClient.h"
 #include "VeltrixHAL/VeltrixComm/CarrierCommInterface.h"
 
 #include <mutex>
@@ -85,6 +86,6 @@ bool CarrierCommInterface::SendServerCommands(IncomingCommands& commands) {
     DeviceSettings settings;
     settings.set_currentSensorConfig(sensor + 1);
     settings.set_timestamp(DateTime::Now(0));
-    Announce("device_settings", settings);
+    BusClient::Publish(mClient, "device_settings", settings);
     return true;
 }

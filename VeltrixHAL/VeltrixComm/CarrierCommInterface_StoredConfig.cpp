@@ -3,6 +3,7 @@
 #include "Common/Helper/FileContent.h"
 #include "Common/Helper/RootedPath.h"
 #include "Common/Logging/HalLog.h"
+#include "VeltrixHAL/BusClient.h"
 #include "VeltrixHAL/VeltrixComm/CarrierCommInterface.h"
 
 #include <cjson/cJSON.h>
@@ -39,7 +40,7 @@ void CarrierCommInterface::UpdateStoredConfig(std::uint16_t arcThreshold) {
         DeviceSettings settings;
         settings.set_arcStartThreshold(mArcMinThreshold);
         settings.set_timestamp(DateTime::Now(0));
-        Announce("device_settings", settings);
+        BusClient::Publish(mClient, "device_settings", settings);
     }
     PrintedText text;
     if (cJSON_AddNumberToObject(document.get(), kMember, mArcMinThreshold) != nullptr) {

@@ -2,8 +2,10 @@
 #include "tests/unit/VeltrixHAL/Carrier/CarrierFixture.h"
 
 #include "VeltrixHAL/Subscriptions.h"
+#include "tests/libVeltrix/FakeBroker.h"
 #include "tests/support/WaitUntil.h"
 
+#include <future>
 #include <sstream>
 #include <stdexcept>
 
@@ -92,6 +94,41 @@ TEST_F(SubscriptionFailureTest, WhileStoppingNoSubscriptionIsBegun) {
     gKeepRunning = false;
     ErrorsOfActivation();
     EXPECT_THAT(mLog.Take(), SizeIs(1));
+}
+
+// A broker that grants everything but one topic.
+TEST_F(SubscriptionFailureTest, OneThatIsRefusedDoesNotStopTheNext) {
+    FakeBroker broker;
+    std::vector<std::string> topics;
+    auto serving = std::async(std::launch::async, [&] {
+        broker.Accept();
+        broker.ReadPacket();
+        broker.Write(std::string("\x20\x02\x00\x00", 4));
+        while (topics.size() < 15) {
+            const std::string packet = broker.ReadPacket();
+            const std::size_t length = static_cast<unsigned char>(packet[packet[0] == '\x82' ? 5 : 3]);
+            if (packet[0] == '\x82') {
+                topics.push_back(packet.substr(6, length));
+                broker.Write(std::string("\x90\x03", 2) + packet.substr(2, 2) +
+                             (topics.back() == "led_settings" ? "\x80" : "\x01"));
+            } else {  // the identity; confirmed by its number
+                broker.Write(std::string("\x40\x02", 2) + packet.substr(4 + length, 2));
+            }
+        }
+    });
+    ASSERT_EQ(mClient.Connect(broker.Socket()), 0);
+    const auto printed = Lines(ErrorsOfActivation());
+    serving.get();
+    EXPECT_EQ(topics.back(), "req_delayed_device_settings");
+    EXPECT_THAT(mLog.Take(),
+                ElementsAre(Error("An error occurred while subscribing to LED_SETTINGS_TYPE. Permission denied")));
+    ASSERT_THAT(printed, SizeIs(2));
+    EXPECT_THAT(printed[0],
+                MatchesRegex("\\[ERROR \\(-13\\)\\] in [A-Za-z]+\\.cpp@ line [0-9]+: An error occurred while "
+                             "subscribing to LED_SETTINGS_TYPE\\."));
+    EXPECT_EQ(printed[1], "Permission denied");
+    broker.HangUp();
+    mClient.Disconnect();
 }
 
 class SubscriptionsTest : public CarrierOnBusTest {

@@ -102,6 +102,19 @@ TEST_F(ProcessingThreadTest, HandlesWhatTheCarrierSends) {
     EXPECT_TRUE(mCarrier->mIsCarrierAlive);
 }
 
+class CheckInThreadTest : public CarrierTest {};
+
+TEST_F(CheckInThreadTest, GoesOnAfterAnException) {
+    HalGlobals::gProcessHealth = 48;
+    mClock.At(4'000, [] { throw std::runtime_error("one {}"); });
+    mClock.At(8'000, [] { throw 2; });
+    mClock.At(16'000, [] { gKeepRunning = false; });
+    CheckInUntilStopped(&mClient);
+    EXPECT_THAT(mLog.Take(), ElementsAre(Error("Unexpected error in the check-in thread: one {}"),
+                                         Error("Unexpected error in the check-in thread")));
+    EXPECT_EQ(HalGlobals::gProcessHealth, 0U) << "it checked in after the second";
+}
+
 class BusClientTest : public CarrierTest {
 protected:
     static PowerDownStatus Message() {
