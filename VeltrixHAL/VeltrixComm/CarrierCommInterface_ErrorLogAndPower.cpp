@@ -45,6 +45,7 @@ std::string CarrierLogLine(const char* message) {
 }
 
 void AppendToCarrierLog(const char* message) {
+    const std::string line = CarrierLogLine(message);
     const std::string path = RootedPath(kCarrierLog);
     RotateCarrierLog(path);
     DiskFile log;
@@ -52,7 +53,7 @@ void AppendToCarrierLog(const char* message) {
         HalLog::Error("Failed to open carrier log file");
         return;
     }
-    if (const int error = log.Write(CarrierLogLine(message)); error != 0) {
+    if (const int error = log.Write(line); error != 0) {
         HalLog::Error("Failed to write carrier log file. {}", ErrorText(error));
     }
 }

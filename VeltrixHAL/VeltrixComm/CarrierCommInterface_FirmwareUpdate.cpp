@@ -72,6 +72,7 @@ void CarrierCommInterface::DispatchCarrierFiles(CarrierFileInfo& info) {
         HalLog::PrintAlways("File transer giving up after {} attempts", transfer.attempts);
         HalLog::Error("File transer giving up after {} attempts", transfer.attempts);
     }
+    transfer.image.reset();
     mCarrierIsReadyForFile = false;
     mFirmwareUpdateInProgress = false;
     HalGlobals::gInhibitLEDUpdatesDuringFileTransfer = false;
