@@ -2,6 +2,8 @@
 
 #include "Common/Helper/SteadyTime.h"
 
+#include <cstdint>
+#include <limits>
 #include <utility>
 
 namespace {
@@ -14,6 +16,14 @@ std::function<void(std::uint32_t)>& Watcher() {
     return watcher;
 }
 
+constexpr std::uint64_t kNever = std::numeric_limits<std::uint64_t>::max();
+
+std::uint64_t sAlarmUs = kNever;
+std::function<void()>& Alarm() {
+    static auto& alarm = *new std::function<void()>;
+    return alarm;
+}
+
 }  // namespace
 
 std::uint32_t GetCurrentTimeSinceEpochInMilliseconds() {
@@ -21,7 +31,7 @@ std::uint32_t GetCurrentTimeSinceEpochInMilliseconds() {
 }
 
 void SleepMicroseconds(std::uint32_t microseconds) {
-    sElapsedUs += microseconds;
+    FuzzClock::AdvanceUs(microseconds);
     if (Watcher()) {
         Watcher()(microseconds);
     }
@@ -33,6 +43,7 @@ void Reset(std::uint32_t startMs) {
     sStartMs = startMs;
     sElapsedUs = 0;
     Watcher() = nullptr;
+    CancelAlarm();
 }
 
 std::uint64_t ElapsedUs() {
@@ -41,6 +52,19 @@ std::uint64_t ElapsedUs() {
 
 void AdvanceUs(std::uint64_t microseconds) {
     sElapsedUs += microseconds;
+    if (sElapsedUs >= sAlarmUs) {
+        sAlarmUs = kNever;
+        Alarm()();
+    }
+}
+
+void SetAlarm(std::uint64_t elapsedUs, std::function<void()> alarm) {
+    Alarm() = std::move(alarm);
+    sAlarmUs = elapsedUs;
+}
+
+void CancelAlarm() {
+    sAlarmUs = kNever;
 }
 
 void OnSleep(std::function<void(std::uint32_t)> watcher) {

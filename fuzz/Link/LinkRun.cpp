@@ -66,6 +66,7 @@ LinkRun::LinkRun(Fuzz::ByteSource& source) {
 
 LinkRun::~LinkRun() {
     FuzzClock::OnSleep(nullptr);
+    FuzzClock::CancelAlarm();
     Carrier().reset();
     gKeepRunning = true;
 }
@@ -110,9 +111,6 @@ void LinkRun::CheckTime() const {
 // thread: it runs while the update sleeps outside of a wait, which its two periods tell.
 void LinkRun::AfterSleep(std::uint32_t microseconds) {
     CheckTime();
-    if (mStopAtUs != 0 && FuzzClock::ElapsedUs() >= mStopAtUs) {
-        gKeepRunning = false;
-    }
     const bool isOutsideOfWaits = microseconds == kReadyPollUs || microseconds == kAlivePollUs;
     if (mIsUpdating && isOutsideOfWaits && !mIsPolling) {
         mIsPolling = true;

@@ -64,7 +64,6 @@ private:
     std::uint64_t mStartUs = 0;
     std::uint64_t mStartBytes = 0;
     std::uint64_t mLimitUs = 0;
-    std::uint64_t mStopAtUs = 0;  // 0: nobody stops the process
     bool mIsUpdating = false;
     bool mIsPolling = false;
 };

@@ -153,12 +153,12 @@ void LinkRun::UpdateFirmware(Fuzz::ByteSource& source) {
                                                 static_cast<std::uint32_t>(size / 2),
                                                 static_cast<std::uint32_t>(size + 1)};
     info.set_fileSize(sizes[(kind >> 2U) % sizes.size()]);
-    mStopAtUs = FuzzClock::ElapsedUs() + stopMs * 1000;
+    FuzzClock::SetAlarm(FuzzClock::ElapsedUs() + stopMs * 1000, [] { gKeepRunning = false; });
     mIsUpdating = true;
     Operate(stopMs + kStopMs,
             [&] { receiveFileInfo(&mClient, &info, 0, static_cast<CarrierCommInterface*>(mCarrier)); });
     mIsUpdating = false;
-    mStopAtUs = 0;
+    FuzzClock::CancelAlarm();
     FUZZ_CHECK(!mCarrier->mFirmwareUpdateInProgress && !HalGlobals::gInhibitLEDUpdatesDuringFileTransfer);
 }
 
