@@ -34,13 +34,18 @@ protected:
 };
 
 TEST_F(CarrierCommandsTest, WhatIsOnlyAcknowledged) {
-    Machine& machine = BootMachine();
+    MachineOptions options;
+    options.settings = R"({"Core":1})";
+    Machine& machine = BootMachine(options);
     const std::size_t log = machine.Log().Position();
     for (const int code : {11, 13, 15}) {
         const auto command = static_cast<std::uint8_t>(code);
         EXPECT_THAT(FramesAfter(machine, command), ElementsAre(kAck)) << code;
         EXPECT_THAT(FramesAfter(machine, command, simulator::Bytes(100, 7)), ElementsAre(kAck)) << code;
     }
+    // A good voltage and a good time, as if they had been asked for.
+    EXPECT_THAT(FramesAfter(machine, 13, {0x00, 0x00, 0x50, 0x40}), ElementsAre(kAck));
+    EXPECT_THAT(FramesAfter(machine, 15, {25, 3, 4, 5, 6, 7, 0, 0}), ElementsAre(kAck));
     EXPECT_EQ(machine.Log().Position(), log);
     EXPECT_EQ(machine.Bus().Count("device_settings"), 0U) << "values are taken from answers only";
     EXPECT_THAT(machine.Files().ClockSettings(), IsEmpty());

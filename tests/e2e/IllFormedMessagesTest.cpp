@@ -82,6 +82,26 @@ std::vector<std::string> NoObjects() {
             "{\"a\":\"" + std::string(1024 * 1024, 'x')};
 }
 
+// A value that leads to nothing much. No size for a file: without a path it would block all updates.
+std::string HarmlessValue(Kind kind) {
+    switch (kind) {
+        case Kind::Bool:
+            return "false";
+        case Kind::Text:
+            return "\"a\"";
+        case Kind::Time:
+            return "\"2025-03-04T05:06:07.000Z\"";
+        case Kind::Object:
+            return "{}";
+        case Kind::Int32:
+        case Kind::Uint32:
+        case Kind::Int64:
+        case Kind::Double:
+            break;
+    }
+    return "0";
+}
+
 class IllFormedMessagesTest : public EndToEndTest, public testing::WithParamInterface<Topic> {
 protected:
     // Each of these is dropped with one warning.
@@ -113,14 +133,24 @@ protected:
         const std::string megabyte(1024 * 1024, 'y');
         machine.Bus().Publish(topic.name, R"({"noSuchField":")" + megabyte + R"(","another":[[{"x":null}]]})");
         machine.Bus().Publish(topic.name, " \n{ }\t\r\n");
+        machine.Bus().Publish(topic.name, "");
         for (const Field& field : topic.fields) {
+            const std::string key = "\"" + std::string(field.name) + "\":";
+            const std::string member = key + HarmlessValue(field.kind);
+            machine.Bus().Publish(topic.name, "{" + member + "," + member + "}");
             if (field.kind == Kind::Text) {
-                machine.Bus().Publish(topic.name, "{\"" + std::string(field.name) + "\":\"" + megabyte + "\"}");
-                machine.Bus().Publish(topic.name, "{\"" + std::string(field.name) + "\":\"\xC3\x28 \xFF\"}");
+                machine.Bus().Publish(topic.name, "{" + key + "\"" + megabyte + "\"}");
+                machine.Bus().Publish(topic.name, "{" + key + "\"\xC3\x28 \xFF\"}");
             }
         }
         machine.FlushBus();
-        EXPECT_FALSE(machine.Log().Has(std::string("[warning] Message on \"") + topic.name + "\" dropped: {}", log));
+        const std::string warning = std::string("[warning] Message on \"") + topic.name + "\"";
+        EXPECT_FALSE(machine.Log().Has(warning + " dropped: {}", log));
+        for (const Field& field : topic.fields) {
+            const std::string about = warning + ": \"" + field.name + "\"";
+            EXPECT_EQ(machine.Log().Count(about + " is given twice{}", log), 1U) << field.name;
+            EXPECT_EQ(machine.Log().Count(about + " is not UTF-8{}", log), field.kind == Kind::Text ? 1U : 0U);
+        }
     }
 };
 
@@ -240,7 +270,9 @@ std::vector<Topic> Topics() {
                       R"({"code":4096})",
                       [](Machine& machine) {
                           machine.FlushBus();
-                          machine.Carrier().SendHeartbeat();
+                          // It is out of date after two whole seconds, so here is a fresh one for the next heartbeat.
+                          machine.Carrier().SetHeartbeatPeriod(std::chrono::milliseconds(100));
+                          machine.Bus().Publish("system_health", R"({"code":4096})");
                           machine.Line().AwaitFrame("0A 0A 01 00 4A D2 01 E1 F1");
                       }});
     topics.push_back({"req_delayed_device_settings", {}, "{}", [](Machine& machine) { machine.FlushBus(); }});
@@ -259,13 +291,51 @@ TEST_F(OddMessagesTest, DuplicateKeysAndNestedFieldsAreReportedByTheirNames) {
     machine.Line().AwaitFrame("0A 1A 00 00 D6 9F");
     machine.Log().Await("[warning] Message on \"system_led_status\": \"ethernetIsUp\" is given twice{}");
 
-    machine.Bus().Publish("weld_trace_data", R"({"sequence":1,"data":{"amps":"many"}})");
-    machine.Log().Await("[warning] Message on \"weld_trace_data\" dropped: \"data.amps\" {}");
-    machine.Bus().Publish("weld_trigger_end", R"({"tag":1,"metrics":{"ArcDuration":{"unit":"s","value":true}}})");
-    machine.Log().Await("[warning] Message on \"weld_trigger_end\" dropped: \"metrics.ArcDuration.value\" {}");
+    for (const std::string field : {"amps", "volts", "wfs"}) {
+        machine.Bus().Publish("weld_trace_data", R"({"sequence":1,"data":{")" + field + R"(":"many"}})");
+        machine.Log().Await("[warning] Message on \"weld_trace_data\" dropped: \"data." + field + "\" {}");
+    }
+    for (const std::string metric : {"ArcDuration", "AverageVoltage", "AverageAmperage", "AverageWFS"}) {
+        const std::string dropped = "[warning] Message on \"weld_trigger_end\" dropped: \"metrics." + metric;
+        const auto publish = [&](const std::string& value) {
+            machine.Bus().Publish("weld_trigger_end", R"({"tag":1,"metrics":{")" + metric + "\":" + value + "}}");
+        };
+        publish("1");
+        machine.Log().Await(dropped + "\" {}");
+        publish(R"({"unit":"s","value":true})");
+        machine.Log().Await(dropped + ".value\" {}");
+        publish(R"({"unit":5,"value":1})");
+        machine.Log().Await(dropped + ".unit\" {}");
+    }
     machine.FlushBus();
     EXPECT_FALSE(machine.Out().Has("Sample: {}"));
     EXPECT_FALSE(machine.Log().Has("[info] Weld {} ended.{}"));
 }
+
+// The one topic whose odd messages are still orders.
+struct OddPowerDown {
+    const char* name;
+    std::string reason;
+    std::string logged;
+};
+
+void PrintTo(const OddPowerDown& powerDown, std::ostream* out) {
+    *out << powerDown.name;
+}
+
+class OddPowerDownTest : public EndToEndTest, public testing::WithParamInterface<OddPowerDown> {};
+
+TEST_P(OddPowerDownTest, StopsTheProcessInOrder) {
+    Machine& machine = BootMachine();
+    machine.Bus().Publish("power_down_status",
+                          R"({"nameOfCaller":"me","reasonForPowerdown":")" + GetParam().reason + "\"}");
+    EXPECT_EQ(machine.Hal().WaitForExit(), 0);
+    EXPECT_TRUE(machine.Log().Has("[info] Powerdown received from me - " + GetParam().logged + "."));
+}
+
+INSTANTIATE_TEST_SUITE_P(With, OddPowerDownTest,
+                         testing::Values(OddPowerDown{"AMegabyte", std::string(1024 * 1024, 'z'), "zzzz{}zzzz"},
+                                         OddPowerDown{"NoUtf8", "a\xFF", "a{}"}),
+                         [](const auto& test) { return test.param.name; });
 
 }  // namespace

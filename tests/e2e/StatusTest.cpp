@@ -71,23 +71,17 @@ TEST_F(StatusTest, DataReportingFollowsTheTessimorProcess) {
     machine.FlushLine();
     EXPECT_EQ(machine.Line().Frames(line).size(), 2U) << "0x0FFF is too small a code";
 
-    machine.Bus().Publish("system_health", R"({"processName":"VeltrixTessimor","code":4096})");
-    machine.FlushBus();
-    const auto reported = steady_clock::now();
     line = machine.Line().Position();
-    machine.Carrier().SendHeartbeat();
+    const auto reported = steady_clock::now();
+    machine.Bus().Publish("system_health", R"({"processName":"VeltrixTessimor","code":4096})");
+    machine.Carrier().SetHeartbeatPeriod(milliseconds(200));
     machine.Line().AwaitFrame(kReportingOn, line);
     machine.Out().Await("**** Enable data reporting ****");
-    EXPECT_TRUE(machine.Carrier().State().isDataReporting);
-    machine.Carrier().SendHeartbeat();
-    machine.FlushLine();
-    EXPECT_EQ(machine.Line().Count(kReportingOn, line), 1U) << "it is on already";
-
-    machine.Carrier().SetHeartbeatPeriod(milliseconds(200));
     machine.Line().AwaitFrame(kReportingOff, line);
     EXPECT_GE(steady_clock::now() - reported, milliseconds(1000)) << "two seconds, in whole ones";
     machine.Out().Await("**** Disable data reporting ****");
     EXPECT_FALSE(machine.Carrier().State().isDataReporting);
+    EXPECT_EQ(machine.Out().Count("**** Enable data reporting ****"), 1U) << "it was on already at the next heartbeat";
 
     // Only the low 16 bits count.
     machine.Bus().Publish("system_health", R"({"processName":"VeltrixTessimor","code":65536})");

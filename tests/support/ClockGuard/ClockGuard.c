@@ -65,7 +65,10 @@ INTERCEPTOR int VeltrixClockGuardIsLoaded(void) {
 }
 
 INTERCEPTOR int clock_settime(clockid_t clock, const struct timespec* time) {
-    (void)clock;
+    if (clock != CLOCK_REALTIME) {
+        errno = EINVAL;  // as the system would: no other clock can be set
+        return -1;
+    }
     return Answer((int64_t)time->tv_sec, (int64_t)time->tv_nsec);
 }
 

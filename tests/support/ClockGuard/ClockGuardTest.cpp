@@ -53,6 +53,13 @@ TEST_F(ClockGuardTest, RecordsEachSettingAndLeavesTheClockAlone) {
     EXPECT_GT(time(nullptr), 1000000);
 }
 
+TEST_F(ClockGuardTest, OnlyTheRealTimeClockCanBeSet) {
+    const timespec farAway{4102444800, 0};
+    EXPECT_EQ(clock_settime(CLOCK_MONOTONIC, &farAway), -1);
+    EXPECT_EQ(errno, EINVAL);
+    EXPECT_EQ(Recorded(), "");
+}
+
 TEST_F(ClockGuardTest, FailsWithTheErrorItIsTold) {
     const timespec farAway{4102444800, 0};
 

@@ -51,6 +51,14 @@ TEST_F(FileContentTest, AFileIsMadeAndReplacedWithNothingLeftBeside) {
     EXPECT_FALSE(mFolder.Exists("file.new"));
 }
 
+TEST_F(FileContentTest, WhatAnInterruptedReplacementLeftBehindIsOverwritten) {
+    mFolder.Write("file", "old");
+    mFolder.Write("file.new", "half of a much longer text");
+    EXPECT_EQ(ReplaceFile(mFolder.Path("file"), "short"), 0);
+    EXPECT_EQ(mFolder.Read("file"), "short");
+    EXPECT_FALSE(mFolder.Exists("file.new"));
+}
+
 TEST_F(FileContentTest, AFolderThatIsMissingIsNotMade) {
     EXPECT_EQ(ReplaceFile(mFolder.Path("none/file"), "text"), ENOENT);
     EXPECT_FALSE(mFolder.Exists("none"));

@@ -59,6 +59,7 @@ TEST_F(AdminAccessTest, AnEmptyExpirySendsNothing) {
     EXPECT_THAT(Printed([&] { EXPECT_FALSE(Send(Settings("", true, true))); }), IsEmpty());
     EXPECT_THAT(mLine.TakeFrames(), IsEmpty());
     EXPECT_THAT(mLog.Take(), IsEmpty());
+    EXPECT_TRUE(Send(Settings(kExpiry, true, false))) << "it holds nothing up";
 }
 
 TEST_F(AdminAccessTest, ARefusalByTheCarrierIsReported) {
@@ -66,12 +67,21 @@ TEST_F(AdminAccessTest, ARefusalByTheCarrierIsReported) {
     EXPECT_FALSE(Send(Settings(kExpiry, true, false)));
     EXPECT_THAT(mLine.TakeFrames(), ElementsAre(kConsoleOnly, kConsoleOnly, kConsoleOnly));
     EXPECT_THAT(LogWith("Admin access"), ElementsAre(Warning("Failed to send Admin access request to Carrier")));
+    EXPECT_TRUE(Send(Settings(kExpiry, true, false))) << "it holds nothing up";
 }
 
-TEST_F(AdminAccessTest, ASilentCarrierIsReported) {
+TEST_F(AdminAccessTest, ASilentCarrierIsReportedAfterThreeTimes200Milliseconds) {
     mLine.Answer(37, CarrierStub::kSilence);
     EXPECT_FALSE(Send(Settings(kExpiry, true, false)));
+    EXPECT_EQ(mLine.Count(37), 3U);
+    EXPECT_EQ(mClock.ElapsedMs(), 600U);
     EXPECT_THAT(LogWith("Admin access"), ElementsAre(Warning("Failed to send Admin access request to Carrier")));
+}
+
+// A piece is read up to what is no digit, and the last one may be short.
+TEST_F(AdminAccessTest, LeadingDigitsAreEnough) {
+    EXPECT_TRUE(Send(Settings("2025-1x-31T23:59:58.9", true, false)));
+    EXPECT_THAT(mLine.TakeFrames(), ElementsAre("0A 25 0A 00 E7 86 19 01 1F 17 3B 3A 09 00 01 00 B3 F5"));
 }
 
 TEST_F(AdminAccessTest, OnlyThePositionsOfTheNumbersMatter) {

@@ -32,6 +32,18 @@ TEST_F(CarrierErrorLogTest, ALineHasTwoDigitsOfTheYearAndNoLeadingZeros) {
     EXPECT_THAT(mLog.Take(), IsEmpty());
 }
 
+TEST_F(CarrierErrorLogTest, AMessageIsKeptBeforeItIsAcknowledged) {
+    const FakeWallClock now(kMarch);
+    std::string logAtAck;
+    mLine.Watch([&](const Bytes& frame) {
+        if (frame.at(1) == 1) {
+            logAtAck = Log();
+        }
+    });
+    ReceiveError("E42");
+    EXPECT_EQ(logAtAck, kMarchLine);
+}
+
 TEST_F(CarrierErrorLogTest, TheTimeIsTheOneOfReceiptInUtc) {
     const ScopedVariable elsewhere("TZ", "XYZ-5");
     ::tzset();

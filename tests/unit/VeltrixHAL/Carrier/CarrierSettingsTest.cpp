@@ -22,6 +22,19 @@ TEST_F(TessimorSettingsTest, AreNineBytesInTheirOrder) {
     EXPECT_THAT(mLog.Take(), ElementsAre(Information("Tessimor Settings sent to Carrier.")));
 }
 
+TEST_F(TessimorSettingsTest, EachValueHasItsOwnPlace) {
+    mCarrier->SendTessimorSettings(1, 2, 3, 4, 5, 6, 7, 8, 9);
+    EXPECT_THAT(mLine.TakeFrames(), ElementsAre("0A 31 09 00 2B 1A 01 02 03 04 05 06 07 08 09 FD 7D"));
+}
+
+TEST_F(TessimorSettingsTest, ASilentCarrierIsReportedAfterThreeTimes200Milliseconds) {
+    mLine.Answer(49, CarrierStub::kSilence);
+    Send();
+    EXPECT_THAT(mLine.TakeFrames(), ElementsAre(kTessimor, kTessimor, kTessimor));
+    EXPECT_THAT(LogWith("Tessimor"), ElementsAre(Warning("Failed to send Tessimor Settings to Carrier")));
+    EXPECT_EQ(mClock.ElapsedMs(), 600U);
+}
+
 TEST_F(TessimorSettingsTest, ARefusalIsReported) {
     mLine.Answer(49, FrameBuilder::Nack(3));
     Send();
@@ -90,6 +103,16 @@ TEST_F(ServerCommandsOnBusTest, ARefusalIsReportedAndNothingPublished) {
     EXPECT_EQ(mLine.Count(39), 3U);
     EXPECT_THAT(LogWith("Sensor"), ElementsAre(Information("Sensor config 2 send failed")));
     EXPECT_THAT(Published("device_settings"), IsEmpty());
+    mLine.Answer(39, FrameBuilder::Ack());
+    EXPECT_TRUE(mCarrier->SendServerCommands(commands)) << "a refusal holds nothing up";
+}
+
+TEST_F(ServerCommandsTest, ASilentCarrierIsReportedAfterThreeTimes200Milliseconds) {
+    mLine.Answer(39, CarrierStub::kSilence);
+    EXPECT_FALSE(Send(2));
+    EXPECT_EQ(mLine.Count(39), 3U);
+    EXPECT_THAT(LogWith("Sensor"), ElementsAre(Information("Sensor config 2 send failed")));
+    EXPECT_EQ(mClock.ElapsedMs(), 600U);
 }
 
 TEST_F(ServerCommandsTest, WithoutTheBusASentCommandIsASuccess) {

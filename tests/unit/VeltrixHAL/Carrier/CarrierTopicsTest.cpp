@@ -11,6 +11,17 @@
 
 namespace {
 
+int sSyncs = 0;
+
+}  // namespace
+
+// The computer that runs the tests has its own files to write.
+extern "C" void sync() noexcept {
+    ++sSyncs;
+}
+
+namespace {
+
 using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -48,9 +59,15 @@ TEST_F(TessimorTopicTest, IsSentFieldByField) {
 
 TEST_F(TessimorTopicTest, TheFlagsHaveTheirOwnPlaces) {
     EXPECT_EQ(PayloadFor({}), "00 00 00 00 00 00 00 00 00");
-    TessimorSettings settings;
-    settings.set_useGasSensor(true);
-    EXPECT_EQ(PayloadFor(settings), "00 00 00 01 00 00 00 00 00");
+    TessimorSettings rawData;
+    rawData.set_is10KHzRawData(true);
+    EXPECT_EQ(PayloadFor(rawData), "01 00 00 00 00 00 00 00 00");
+    TessimorSettings wireFeed;
+    wireFeed.set_useWireFeedSensor(true);
+    EXPECT_EQ(PayloadFor(wireFeed), "00 00 01 00 00 00 00 00 00");
+    TessimorSettings gas;
+    gas.set_useGasSensor(true);
+    EXPECT_EQ(PayloadFor(gas), "00 00 00 01 00 00 00 00 00");
 }
 
 TEST_F(TessimorTopicTest, NumbersAreCutToAByte) {
@@ -177,6 +194,9 @@ TEST_F(IncomingCommandsTest, SensorAndThresholdMayComeTogether) {
     Receive(true, 2, 25);
     EXPECT_THAT(mLine.TakeFrames(), SizeIs(1));
     EXPECT_EQ(mFolder.Read("Veltrix/system.config"), "{\n\t\"ArcStartAmps\":\t25\n}");
+    const LogLine notPublished = Warning("Could not publish device_settings. Transport endpoint is not connected");
+    EXPECT_THAT(mLog.Take(), ElementsAre(Information("Sensor config 2 sent"), notPublished,
+                                         Information("ArcThreshold set to 25"), notPublished));
 }
 
 TEST_F(IncomingCommandsTest, AThresholdIsStoredAlsoWhenTheCarrierRefusedTheSensor) {
@@ -239,6 +259,19 @@ TEST_F(AdminAccessTopicTest, AccessThatTheCarrierAcceptedRestartsTheModule) {
     EXPECT_TRUE(gKeepRunning);
 }
 
+TEST_F(AdminAccessTopicTest, FilesAreSafeBeforeTheRestartAndItIsAnnouncedAfterwards) {
+    sSyncs = 0;
+    mSystem.WhenCommanded([this] {
+        EXPECT_THAT(LogWith("Rebooting"), SizeIs(1));
+        EXPECT_EQ(sSyncs, 1);
+        EXPECT_THAT(Published("power_down_status"), IsEmpty());
+    });
+    Receive("2025-12-31T23:59:58.999Z");
+    EXPECT_THAT(mSystem.ShellCommands(), SizeIs(1));
+    EXPECT_EQ(sSyncs, 1);
+    EXPECT_THAT(Published("power_down_status"), SizeIs(1));
+}
+
 TEST_F(AdminAccessTopicTest, ARestartThatFailsIsLoggedAndAnnouncedAllTheSame) {
     mSystem.SetShellResult(false);
     Receive("2025-12-31T23:59:58.999Z");
@@ -271,6 +304,29 @@ TEST_F(AdminAccessTopicTest, AnExpiryThatIsNoTimeIsLoggedAndTheNextMessageWorks)
     ExpectNoRestart();
     Receive("2025-12-31T23:59:58.999Z");
     EXPECT_THAT(mSystem.ShellCommands(), SizeIs(1));
+}
+
+class AdminAccessWithoutBusTest : public CarrierTest {};
+
+TEST_F(AdminAccessWithoutBusTest, TheModuleRestartsAllTheSame) {
+    AdminAccessSettings settings;
+    settings.set_expiryDate("2025-12-31T23:59:58.999Z");
+    settings.set_enableConsole(true);
+    receiveAdminAccessStatus(&mClient, &settings, 0, mCarrier.get());
+    EXPECT_THAT(mLog.Take(),
+                ElementsAre(Error("Deprecated AdminAccess command sent by carrier 0d1"),
+                            Warning("Admin access info sent to Carrier. Console: true, SSH: false"),
+                            Warning("Rebooting system due to admin access request..."),
+                            Warning("Could not publish power_down_status. Transport endpoint is not connected")));
+    EXPECT_THAT(mSystem.ShellCommands(), ElementsAre("shutdown -r now &"));
+}
+
+class DeviceSettingsRequestTest : public CarrierOnBusTest {};
+
+TEST_F(DeviceSettingsRequestTest, AVoltageThatIsNoNumberIsLeftOut) {
+    HalGlobals::g_batteryVoltage = std::numeric_limits<float>::quiet_NaN();
+    receiveDeviceSettingsRequest(&mClient, nullptr, 0, nullptr);
+    EXPECT_THAT(Published("delayed_device_settings"), ElementsAre("{}"));
 }
 
 }  // namespace

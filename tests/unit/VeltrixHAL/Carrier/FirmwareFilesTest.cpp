@@ -110,6 +110,13 @@ TEST_F(FirmwareFileTest, TheAnnouncementIsRepeatedUntilTheCarrierTakesIt) {
     EXPECT_EQ(printed.substr(printed.size() - std::string(kSent).size()), kSent);
 }
 
+TEST_F(FirmwareFileTest, EachAttemptOfTheAnnouncementWaits200Milliseconds) {
+    mLine.AnswerNext(42, CarrierStub::kSilence, 4);
+    MakePayload("VeltrixApp.hex", 12);
+    EXPECT_EQ(mLine.Count(42), 5U);
+    EXPECT_EQ(mClock.ElapsedMs(), 800U);
+}
+
 TEST_F(FirmwareFileTest, BelowVerbosityZeroTheAnnouncementIsNotPrinted) {
     VeltrixErrorLog::gVerbosity = -1;
     EXPECT_THAT(Printed([&] {

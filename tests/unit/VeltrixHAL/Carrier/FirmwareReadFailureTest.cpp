@@ -66,10 +66,35 @@ TEST_F(FirmwareReadFailureTest, BelowVerbosityZeroNothingIsPrinted) {
     EXPECT_THAT(mLog.Take(), ElementsAre(Error(kReadFailed), Error(kOpenFailed)));
 }
 
-TEST_F(FirmwareReadFailureTest, LeavesTheCarriersReadinessAlone) {
+TEST_F(FirmwareReadFailureTest, LeavesTheFlagsAlone) {
+    mCarrier->mFirmwareUpdateInProgress = true;
+    HalGlobals::gInhibitLEDUpdatesDuringFileTransfer = true;
     mCarrier->mCarrierIsReadyForFile = true;
+    const auto expectUntouched = [&] {
+        EXPECT_TRUE(mCarrier->mFirmwareUpdateInProgress);
+        EXPECT_TRUE(HalGlobals::gInhibitLEDUpdatesDuringFileTransfer);
+        EXPECT_TRUE(mCarrier->mCarrierIsReadyForFile);
+    };
     Announce(kAppFile, 10);
-    EXPECT_TRUE(mCarrier->mCarrierIsReadyForFile);
+    EXPECT_THAT(mLog.Take(), ElementsAre(Error(kOpenFailed)));
+    expectUntouched();
+    TestCarrier::ResetClassState();
+    WriteImage(Bytes(5, 1));
+    Announce(kAppFile, 10);
+    EXPECT_THAT(mLog.Take(), ElementsAre(Error(kReadFailed)));
+    expectUntouched();
+}
+
+TEST_F(FirmwareReadFailureTest, BlocksEveryInterfaceOfTheProcess) {
+    Announce(kAppFile, 10);
+    mLog.Take();
+    TestCarrier other(mLine.Port(), mClient);
+    CarrierFileInfo info;
+    info.set_fileName(kAppFile);
+    info.set_fileSize(3);
+    info.set_fileFullPath(ImagePath());
+    other.DispatchCarrierFiles(info);
+    EXPECT_THAT(mLog.Take(), ElementsAre(Information("Unknown file received or unable to grab mutex")));
 }
 
 }  // namespace

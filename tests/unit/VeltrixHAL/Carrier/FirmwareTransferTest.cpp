@@ -1,6 +1,8 @@
 // The transfer's passes: which failure ends the update, which is counted, and which is repeated.
 #include "tests/unit/VeltrixHAL/Carrier/FirmwareFixture.h"
 
+#include <algorithm>
+
 namespace {
 
 using testing::Contains;
@@ -107,6 +109,30 @@ TEST_F(FirmwareTransferTest, ACarrierThatStaysBusyOnTheLineIsATimeOut) {
     ExpectNotApplied();
 }
 
+TEST_F(FirmwareTransferTest, ACorruptStartIsNotRepeated) {
+    mLine.Answer(kStart, kCorruptNack);
+    EXPECT_THAT(LogOfUpdate(), ElementsAre(Information("Transfer initiation failed. CommError = 3")));
+    EXPECT_EQ(mLine.Count(kStart), 1U);
+    ExpectNotApplied();
+}
+
+TEST_F(FirmwareTransferTest, ACorruptApplyIsNotRepeated) {
+    mLine.Answer(kApply, kCorruptNack);
+    mComesBack = false;
+    EXPECT_THAT(LogOfUpdate(), ElementsAre(kSendingFile, Information("Finalizing file transfer"),
+                                           Information("Firmware Apply failed. CommError = 3")));
+    EXPECT_EQ(mLine.Count(kApply), 1U);
+    EXPECT_TRUE(IsImageThere());
+    ExpectAtRest();
+}
+
+TEST_F(FirmwareTransferTest, ABusyEndIsARefusedEnd) {
+    mLine.Answer(kEnd, FrameBuilder::Nack(16));
+    EXPECT_THAT(LogOfUpdate(), ElementsAre(kSendingFile));
+    EXPECT_EQ(mLine.Count(kEnd), 3U);
+    ExpectNotApplied();
+}
+
 TEST_F(FirmwareTransferTest, ARefusedEndEndsTheUpdateUncounted) {
     mLine.Answer(kEnd, kRefusedNack);
     EXPECT_THAT(LogOfUpdate(), ElementsAre(kSendingFile));
@@ -174,6 +200,16 @@ TEST_F(FirmwareTransferTest, ARetryDoesNotWaitForTheCarrierToBeReadyAgain) {
     EXPECT_EQ(mClock.ElapsedMs(), 2000U);
 }
 
+TEST_F(FirmwareTransferTest, ACarrierThatIsNeverReadyIsWaitedForInEachPass) {
+    mSaysReady = false;
+    mLine.Answer(kEnd, kCorruptNack);
+    Update();
+    EXPECT_EQ(mLine.Count(kPacket), 3U);
+    EXPECT_EQ(mClock.ElapsedMs(), 6000U);
+    const auto sleeps = mClock.Sleeps();
+    EXPECT_EQ(std::count(sleeps.begin(), sleeps.end(), 100'000U), 60);
+}
+
 TEST_F(FirmwareTransferTest, ThreeTimesBusyIsTheLimit) {
     mBusyCarrier->mBusy = {true, true, true};
     EXPECT_THAT(LogOfUpdate(), ElementsAre(kSendingFile, FileTransferFailed(1), kSendingFile, FileTransferFailed(2),
@@ -207,6 +243,42 @@ TEST_F(FirmwareTransferTest, BusyAfterACrcFailureCountsTwice) {
                 ElementsAre(kSendingFile, kCrcFailure, kSendingFile, FileTransferFailed(2), kCrcFailure, GivingUp(3)));
     EXPECT_EQ(mLine.Count(kStart), 2U);
     ExpectNotApplied();
+}
+
+TEST_F(FirmwareTransferTest, TheCountMayGoBeyondTheLimit) {
+    mLine.AnswerNext(kEnd, kCorruptNack, 2);
+    mBusyCarrier->mBusy = {false, false, true};
+    EXPECT_THAT(LogOfUpdate(), ElementsAre(kSendingFile, kCrcFailure, kSendingFile, kCrcFailure, kSendingFile,
+                                           FileTransferFailed(3), kCrcFailure, GivingUp(4)));
+    EXPECT_EQ(mLine.Count(kStart), 3U);
+    EXPECT_EQ(mLine.Count(kEnd), 2U);
+    ExpectNotApplied();
+}
+
+TEST_F(FirmwareTransferTest, ACrcFailureAfterBusyCountsOnce) {
+    mBusyCarrier->mBusy = {true};
+    mLine.AnswerNext(kEnd, kCorruptNack);
+    auto expected = WithApplied({kSendingFile, FileTransferFailed(1), kSendingFile, kCrcFailure, kSendingFile});
+    expected.push_back(GivingUp(2));
+    EXPECT_THAT(LogOfUpdate(), ElementsAreArray(expected));
+    ExpectApplied();
+}
+
+TEST_F(FirmwareTransferTest, ARefusedPacketAfterBusyIsRepeatedUncounted) {
+    mBusyCarrier->mBusy = {true};
+    mOnFrame = [&](const Bytes& frame) {
+        if (frame[1] == kPacket && mLine.Count(kPacket) == 1) {
+            mLine.AnswerNext(kPacket, FrameBuilder::Ack());
+            mLine.AnswerNext(kPacket, kRefusedNack, 3 * 20);
+        }
+    };
+    const auto lines = LogOfUpdate();
+    EXPECT_EQ(mLine.Count(kPacket), 62U);
+    EXPECT_EQ(mLine.Count(kStart), 22U);
+    EXPECT_THAT(lines, Contains(kSendingFile).Times(22));
+    EXPECT_THAT(lines, Not(Contains(kCrcFailure)));
+    EXPECT_EQ(lines.back(), GivingUp(1));
+    ExpectApplied();
 }
 
 TEST_F(FirmwareTransferTest, ARefusedPacketAfterACrcFailureCountsAsOneMoreCrcFailure) {
@@ -344,6 +416,26 @@ TEST_F(FirmwareStopTest, DuringTheWaitForTheCarriersReturnKeepsTheFile) {
     const auto lines = LogOfUpdate();
     EXPECT_EQ(lines.back(), Information("Firmware apply command sent. Waiting for carrier to restart..."));
     EXPECT_EQ(mClock.ElapsedMs(), 100U);
+    EXPECT_EQ(mLine.Count(kPhase), 2U);
+    EXPECT_TRUE(IsImageThere());
+    ExpectAtRest();
+}
+
+TEST_F(FirmwareStopTest, WhileThePhaseIsAnnouncedNothingElseIsSent) {
+    mLine.Answer(kPhase, kRefusedNack);
+    StopAtFrame(kPhase, 5);
+    Update();
+    EXPECT_THAT(UpdateLog(), ElementsAre(Information("Initiating VeltrixApp_CRC.bin transfer of size 3")));
+    EXPECT_EQ(mLine.Count(kPhase), 5U);
+    EXPECT_EQ(mLine.Count(kStart), 0U);
+    ExpectNotApplied();
+}
+
+TEST_F(FirmwareStopTest, DuringTheThirdPhaseStillAppliesAndKeepsTheFile) {
+    mComesBack = false;
+    StopAtFrame(kPhase, 2);
+    EXPECT_EQ(LogOfUpdate().back(), Information("Firmware apply command sent. Waiting for carrier to restart..."));
+    EXPECT_EQ(mLine.Count(kApply), 1U);
     EXPECT_EQ(mLine.Count(kPhase), 2U);
     EXPECT_TRUE(IsImageThere());
     ExpectAtRest();

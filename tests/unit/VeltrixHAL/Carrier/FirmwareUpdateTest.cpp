@@ -1,6 +1,7 @@
 // Whole updates: what is sent, said and done when all goes well, and how files are read.
 #include "tests/unit/VeltrixHAL/Carrier/FirmwareFixture.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <thread>
 
@@ -136,12 +137,16 @@ TEST_F(FirmwareUpdateTest, TheFileIsDeletedOnlyWhenTheCarrierIsBack) {
     mCarrier->mIsCarrierAlive = true;  // of before the restart: does not count
     bool wasThere = false;
     bool wasAlive = true;
+    bool wasRefused = false;
     mOnFrame = [&](const Bytes& frame) {
         if (frame[1] == kApply) {
             const auto now = mClock.ElapsedMs();
             mClock.At(now + 1, [&] { wasAlive = mCarrier->mIsCarrierAlive; });
             mClock.At(now + 60'000, [&] {
                 wasThere = IsImageThere();
+                EXPECT_TRUE(mCarrier->mFirmwareUpdateInProgress);
+                EXPECT_TRUE(HalGlobals::gInhibitLEDUpdatesDuringFileTransfer);
+                std::thread([&] { wasRefused = IsRefused(); }).join();
                 TestCarrier::runOnce = false;
                 HalGlobals::g_TessimorUpdateTimer = 0;
                 Receive(FrameBuilder::Frame(9));
@@ -151,6 +156,7 @@ TEST_F(FirmwareUpdateTest, TheFileIsDeletedOnlyWhenTheCarrierIsBack) {
     Update();
     EXPECT_FALSE(wasAlive);
     EXPECT_TRUE(wasThere);
+    EXPECT_TRUE(wasRefused);
     EXPECT_FALSE(IsImageThere());
     const auto sleeps = mClock.Sleeps();
     EXPECT_EQ(sleeps.size(), 60'000U);
@@ -240,6 +246,57 @@ TEST_F(FirmwareUpdateTest, PhasesThatTheCarrierRefusesLaterOnAreTriedOnce) {
     EXPECT_EQ(mLine.Count(kPhase), 1U + 3U + 3U);
     EXPECT_FALSE(IsImageThere());
     ExpectAtRest();
+}
+
+TEST_F(FirmwareUpdateTest, PhasesThatTheCarrierDoesNotAnswerLaterOnTakeThreeTimes200Milliseconds) {
+    mOnFrame = [&](const Bytes& frame) {
+        if (frame[1] == kEnd) {
+            mLine.Answer(kPhase, CarrierStub::kSilence);
+        }
+    };
+    Update();
+    EXPECT_EQ(mLine.Count(kPhase), 7U);
+    EXPECT_EQ(mClock.ElapsedMs(), 600U + 5U + 600U) << "phase 3, the carrier's return, phase 4";
+    EXPECT_FALSE(IsImageThere());
+}
+
+TEST_F(FirmwareUpdateTest, TheFileIsDeletedBeforeTheLastPhase) {
+    bool isThereAtApply = false;
+    bool isThereAtLastPhase = true;
+    mOnFrame = [&](const Bytes& frame) {
+        if (frame[1] == kApply) {
+            isThereAtApply = IsImageThere();
+        }
+        if (frame[1] == kPhase && frame[6] == 4) {
+            isThereAtLastPhase = IsImageThere();
+        }
+    };
+    Update();
+    EXPECT_TRUE(isThereAtApply);
+    EXPECT_FALSE(isThereAtLastPhase);
+}
+
+TEST_F(FirmwareUpdateTest, ALifeSignThatComesWithTheApplysAnswerDoesNotCount) {
+    mOnFrame = [&](const Bytes& frame) {
+        if (frame[1] == kApply) {
+            mCarrier->mIsCarrierAlive = true;
+        }
+    };
+    Update();
+    const std::vector<std::uint32_t> fiveMilliseconds(5, 1000);
+    EXPECT_EQ(mClock.Sleeps(), fiveMilliseconds);
+}
+
+TEST_F(FirmwareUpdateTest, TheFileIsClosedBeforeAnythingIsSent) {
+    bool isOpen = false;
+    mOnFrame = [&](const Bytes&) {
+        for (const auto& descriptor : std::filesystem::directory_iterator("/proc/self/fd")) {
+            std::error_code error;
+            isOpen = isOpen || std::filesystem::read_symlink(descriptor.path(), error) == ImagePath();
+        }
+    };
+    Update();
+    EXPECT_FALSE(isOpen);
 }
 
 TEST_F(FirmwareUpdateTest, AFileThatIsGoneWhenItShouldBeDeletedIsAWarning) {

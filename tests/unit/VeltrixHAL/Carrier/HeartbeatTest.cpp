@@ -187,6 +187,17 @@ TEST_F(HeartbeatOnBusTest, AnUnknownApplicationVersionIsReportedAsEmpty) {
     EXPECT_EQ(OnlyOn<ErrorLogType>("error_log").get_message(), " received, but expecting 531726R");
 }
 
+// What the carrier calls its versions is neither a format nor, necessarily, text.
+TEST_F(HeartbeatOnBusTest, VersionsOfAnyBytesArePublished) {
+    mLine.Answer(kBootloaderVersion, FrameBuilder::Ack({0xC3}));
+    mLine.Answer(kCarrierVersion, FrameBuilder::Ack({'A', 0xFF, '{', '}', '%', 'n'}));
+    EXPECT_THAT(Printed([&] { Receive(Heartbeat(8, 0)); }), Contains("Veltrix carrier version: A\xFF{}%n"));
+    EXPECT_EQ(OnlyOn<ErrorLogType>("error_log").get_message(), "A\xEF\xBF\xBD{}%n received, but expecting 531726R");
+    const auto info = OnlyOn<CarrierInfo>("carrier_info");
+    EXPECT_EQ(info.get_appVersion(), "A\xEF\xBF\xBD{}%n");
+    EXPECT_EQ(info.get_bootloaderVersion(), "\xEF\xBF\xBD");
+}
+
 TEST_F(HeartbeatOnBusTest, TheExpectedApplicationVersionIsNoMismatch) {
     LetAnswerVersions(mLine);
     Receive(Heartbeat(8, 0));

@@ -67,6 +67,13 @@ TEST_F(PowerOnBusTest, AResetRequestIsAcknowledgedFirstThenCarriedOutThenAnnounc
     ExpectAnnounced("Received a reset request from Carrier");
 }
 
+TEST_F(PowerTest, AResetRequestIsLoggedBeforeItIsCarriedOut) {
+    std::vector<LogLine> logged;
+    mSystem.WhenCommanded([&] { logged = mLog.Take(); });
+    Receive(kReset);
+    EXPECT_THAT(logged, ElementsAre(Warning("Received Reset Command from Carrier. Restarting system...")));
+}
+
 TEST_F(PowerOnBusTest, ARestartThatFailsIsReportedAndAnnouncedAllTheSame) {
     mSystem.SetShellResult(false);
     EXPECT_THAT(Printed([&] { Receive(kReset); }), ElementsAre("Failure issuing system shutdown/reset"));
@@ -145,6 +152,7 @@ TEST_F(PowerTest, AMediaFolderThatIsAFileHoldsNoCard) {
 TEST_F(PowerTest, AnSdCardAnswerThatTheCarrierRefusesIsNotReported) {
     mLine.Answer(43, CarrierStub::kSilence);
     Receive(kSdCard);
+    EXPECT_EQ(mClock.ElapsedMs(), 600U);
     EXPECT_THAT(mLine.TakeFrames(), ElementsAre(AckHex(), kNotMounted, kNotMounted, kNotMounted));
     EXPECT_THAT(LogWith("card"), IsEmpty());
     EXPECT_THAT(LogWith("SD"), IsEmpty());

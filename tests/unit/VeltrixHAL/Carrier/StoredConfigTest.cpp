@@ -208,7 +208,9 @@ INSTANTIATE_TEST_SUITE_P(
                     Content{"amongOthers", "{\"other\": 1, \"ArcStartAmps\": 42, \"more\": [2]}", 42},
                     Content{"zero", "{\"ArcStartAmps\": 0}", 0}, Content{"belowLowest", "{\"ArcStartAmps\": 5}", 5},
                     Content{"largest", "{\"ArcStartAmps\": 65535}", 65535},
-                    Content{"withExponent", "{\"ArcStartAmps\": 4.2e1}", 42}));
+                    Content{"withExponent", "{\"ArcStartAmps\": 4.2e1}", 42},
+                    Content{"textBehind", "{\"ArcStartAmps\": 42} x", 42},
+                    Content{"twice", "{\"ArcStartAmps\": 11, \"ArcStartAmps\": 12}", 11}));
 
 INSTANTIATE_TEST_SUITE_P(
     NoSuchNumber, StoredContentTest,
@@ -227,6 +229,18 @@ INSTANTIATE_TEST_SUITE_P(NoJson, StoredContentTest,
                                          Content{"unclosed", "{\"ArcStartAmps\": 42", 10},
                                          Content{"cutOff", "{\"ArcStartAmps\":", 10},
                                          Content{"noUtf8", "\xFF\xFE", 10}));
+
+// Power failed while the file was written anew.
+TEST_F(StoredConfigTest, AHalfWrittenSuccessorDoesNoHarm) {
+    mFolder.Write(kFile, "{\"ArcStartAmps\": 44}");
+    mFolder.Write("Veltrix/system.config.new", "{\n\t\"ArcStartAmps\":\t1234567890123456789");
+    TestCarrier::ResetClassState();
+    const TestCarrier afterRestart(mLine.Port(), mClient);
+    EXPECT_EQ(TestCarrier::mArcMinThreshold, 44);
+    mCarrier->UpdateStoredConfig(30);
+    EXPECT_EQ(File(), "{\n\t\"ArcStartAmps\":\t30\n}");
+    EXPECT_FALSE(mFolder.Exists("Veltrix/system.config.new"));
+}
 
 TEST_F(StoredConfigTest, AFolderInTheFilesPlaceIsReadAsNothing) {
     mFolder.Write("Veltrix/system.config/in the way", "");

@@ -3,6 +3,10 @@
 
 #include "VeltrixHAL/SystemMonitor.h"
 
+#include <spdlog/sinks/base_sink.h>
+
+#include <memory>
+#include <mutex>
 #include <ostream>
 
 namespace {
@@ -78,6 +82,20 @@ INSTANTIATE_TEST_SUITE_P(All, HealthyWordTest,
                          testing::Values(Healthy{48, 0x230}, Healthy{63, 0x23F}, Healthy{64, 0x240},
                                          Healthy{0x80000000U, 0x80000200U}));
 
+// A frame that leaves between the two questions counts for the second.
+TEST_F(CheckInTest, TheSentBitIsReadAgainAfterTheFirstMessage) {
+    class SendingSink : public spdlog::sinks::base_sink<std::mutex> {
+        void sink_it_(const spdlog::details::log_msg& /*message*/) override {
+            HalGlobals::gProcessHealth |= HalGlobals::kHealthFramePrepared;
+        }
+        void flush_() override {}
+    };
+    VeltrixErrorLog::gRotatingLogger->sinks().push_back(std::make_shared<SendingSink>());
+    CheckInWith(0);
+    VeltrixErrorLog::gRotatingLogger->sinks().pop_back();
+    EXPECT_THAT(mLog.Take(), ElementsAre(kRxFailed));
+}
+
 TEST_F(CheckInTest, BitsOfTwoPeriodsCountTogether) {
     CheckInWith(16);
     HalGlobals::gProcessHealth |= 32U;
@@ -149,12 +167,15 @@ TEST_F(PowerDownTest, StopsTheProcessTwoSecondsLater) {
     status.set_nameOfCaller("Other {}");
     status.set_reasonForPowerdown("why not %s");
     bool wasRunning = false;
-    mClock.At(1'999, [&] { wasRunning = gKeepRunning; });
+    mClock.At(1'999, [&] {
+        wasRunning = gKeepRunning;
+        EXPECT_THAT(mLog.Take(), ElementsAre(Information("Powerdown received from Other {} - why not %s.")));
+    });
     receivePowerDownStatus(nullptr, &status, 0, nullptr);
     EXPECT_TRUE(wasRunning);
     EXPECT_FALSE(gKeepRunning);
     EXPECT_THAT(mClock.Sleeps(), ElementsAre(2'000'000U));
-    EXPECT_THAT(mLog.Take(), ElementsAre(Information("Powerdown received from Other {} - why not %s.")));
+    EXPECT_THAT(mLog.Take(), IsEmpty());
 }
 
 TEST_F(PowerDownTest, StopsTheProcessWhateverTheMessageSays) {

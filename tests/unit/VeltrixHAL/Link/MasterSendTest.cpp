@@ -2,6 +2,8 @@
 #include "VeltrixHAL/HalGlobals.h"
 #include "tests/unit/VeltrixHAL/Link/LinkMaster.h"
 
+#include <utility>
+
 namespace {
 
 using FrameBuilder::Ramp;
@@ -84,6 +86,23 @@ TEST_F(MasterSendTest, NextFrameLeavesOnlyAfterTheAckOfTheOneBefore) {
     EXPECT_EQ(mMaster.SendCommand(CommCommands_CommsTest, 1500, data.data(), 200), commError_None);
     EXPECT_THAT(times, ElementsAre(0U, 50U));
     EXPECT_EQ(mConsole.Take(), Dots(10));
+}
+
+// A whole file is one payload: what of it has not left yet is read where it lies.
+TEST_F(MasterSendTest, TheRestOfAPayloadIsNotCopied) {
+    Bytes data = Ramp(1500);
+    bool isFirst = true;
+    mSerial.SetResponder([&](const Bytes&) {
+        if (std::exchange(isFirst, false)) {
+            data[1400] = 0x5A;
+        }
+        return Answers{{kAck, 0}};
+    });
+    EXPECT_EQ(mMaster.SendCommand(CommCommands_FileTransferPacket, 1500, data.data(), 200), commError_None);
+    const auto writes = mSerial.Writes();
+    ASSERT_EQ(writes.size(), 2U);
+    EXPECT_EQ(writes[1], FrameBuilder::Frame(4, Part(data, 1024, 476)));
+    EXPECT_EQ(writes[1][6 + 1400 - 1024], 0x5A);
 }
 
 TEST_F(MasterSendTest, LengthWithoutDataSendsHeadersThatAnnounceEachChunk) {

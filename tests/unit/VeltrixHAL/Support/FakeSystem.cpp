@@ -62,6 +62,9 @@ int FakeSystem::SetClock(const timespec& time) {
 }
 
 bool FakeSystem::RunCommand(const char* commandLine) {
+    if (mWhenCommanded) {
+        mWhenCommanded();
+    }
     const std::lock_guard lock(mMutex);
     mShellCommands.emplace_back(commandLine);
     return mShellResult;

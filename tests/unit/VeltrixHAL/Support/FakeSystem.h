@@ -3,8 +3,10 @@
 #pragma once
 
 #include <ctime>
+#include <functional>
 #include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 // One at a time. Any thread.
@@ -19,6 +21,9 @@ public:
     void SetClockResult(int error);
     void SetShellResult(bool success);
 
+    // Runs `action` at each shell command, before it is answered, on the thread that asks for it. Set it first.
+    void WhenCommanded(std::function<void()> action) { mWhenCommanded = std::move(action); }
+
     // The calls so far, oldest first.
     std::vector<timespec> ClockSettings() const;
     std::vector<std::string> ShellCommands() const;
@@ -31,6 +36,7 @@ private:
     mutable std::mutex mMutex;
     int mClockResult = 0;
     bool mShellResult = true;
+    std::function<void()> mWhenCommanded;
     std::vector<timespec> mClockSettings;
     std::vector<std::string> mShellCommands;
 };
