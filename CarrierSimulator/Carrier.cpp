@@ -14,7 +14,7 @@ Carrier::Carrier(CarrierOptions options)
       mOwnCommands(mOptions.ownCommands),
       mReceived(mOptions.logLimit),
       mSent(mOptions.logLimit),
-      mTransmitter(mLine, mOptions.baud,
+      mTransmitter(mLine, mOptions.baud, mOptions.writePatience,
                    [this](const Transmission& transmission, TimePoint time, std::size_t written, bool isMuted) {
                        NoteSent(transmission, time, written, isMuted);
                    }) {

@@ -52,9 +52,10 @@ struct CarrierOptions {
     std::string link{};    // symbolic link to the pseudo terminal, empty for none
     std::string device{};  // a serial device in place of a pseudo terminal
 
-    Milliseconds heartbeatPeriod{0};  // 0: only on request
-    unsigned int baud = 0;            // pace of the line in both directions; 0: as fast as it goes
-    Milliseconds answerDelay{0};      // from a frame's last byte to the first byte of its answer
+    Milliseconds heartbeatPeriod{0};   // 0: only on request
+    unsigned int baud = 0;             // pace of the line in both directions; 0: as fast as it goes
+    Milliseconds writePatience{2000};  // for a module that reads slowly; what it does not take by then is lost
+    Milliseconds answerDelay{0};       // from a frame's last byte to the first byte of its answer
 
     uint64_t seed = 1;
     FaultRates receiveFaults{};  // from the module to the carrier

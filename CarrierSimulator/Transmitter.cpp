@@ -7,18 +7,14 @@
 namespace simulator {
 namespace {
 
-// How long bytes may find no room because the other side does not read. A wire would not wait at all; this is for a
-// reader that is slow, not for one that has stopped: once bytes were lost, no more time is given until there is room.
-constexpr Milliseconds kPatience{2000};
-
 // Bytes that are handed over together on a paced line, once the last of them is through: about a millisecond and a half
 // at 115200 baud, well below the polling interval of any reader.
 constexpr std::size_t kPacedSlice = 16;
 
 }  // namespace
 
-Transmitter::Transmitter(CarrierLine& line, unsigned int baud, SentHandler onSent)
-    : mLine(line), mPacer(baud), mOnSent(std::move(onSent)) {}
+Transmitter::Transmitter(CarrierLine& line, unsigned int baud, Milliseconds patience, SentHandler onSent)
+    : mLine(line), mPacer(baud), mPatience(patience), mOnSent(std::move(onSent)) {}
 
 Transmitter::~Transmitter() {
     Stop();
@@ -106,7 +102,7 @@ void Transmitter::Send(const Transmission& transmission) {
         if (!WaitUntil(mPacer.FreeAt())) {
             return;
         }
-        const std::size_t taken = mLine.Write(part, mIsBlocked ? Milliseconds{0} : kPatience, mIsStopping);
+        const std::size_t taken = mLine.Write(part, mIsBlocked ? Milliseconds{0} : mPatience, mIsStopping);
         mIsBlocked = taken < part.size();
         written += taken;
         earliest = isTrickle ? Clock::now() + transmission.pausePerByte : earliest;

@@ -34,7 +34,10 @@ public:
     using SentHandler =
         std::function<void(const Transmission& transmission, TimePoint lastByte, std::size_t written, bool isMuted)>;
 
-    Transmitter(CarrierLine& line, unsigned int baud, SentHandler onSent);
+    // `patience`: how long bytes may find no room because the other side does not read. A wire would not wait at all;
+    // this is for a reader that is slow, not for one that has stopped: once bytes were lost, no more time is given
+    // until there is room.
+    Transmitter(CarrierLine& line, unsigned int baud, Milliseconds patience, SentHandler onSent);
     ~Transmitter();
 
     void Start();
@@ -58,6 +61,7 @@ private:
     CarrierLine& mLine;
     LinePacer mPacer;         // the transmitter's thread only
     bool mIsBlocked = false;  // the transmitter's thread only: the other side has stopped reading
+    Milliseconds mPatience;
     SentHandler mOnSent;
     std::atomic<bool> mIsStopping = false;
     std::mutex mMutex;  // everything below

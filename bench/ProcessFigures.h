@@ -4,6 +4,7 @@
 #include <sys/types.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <fstream>
 #include <map>
 #include <sstream>
@@ -15,6 +16,7 @@ struct ProcessFigures {
     long peakKiB = 0;
     long readCalls = 0;
     long writeCalls = 0;
+    long waits = 0;  // sleeps and other calls that gave the processor away, of all threads
 
     static ProcessFigures Of(pid_t pid) {
         const std::string folder = "/proc/" + std::to_string(pid) + "/";
@@ -36,6 +38,9 @@ struct ProcessFigures {
         const auto io = Table(folder + "io");
         figures.readCalls = io.at("syscr:");
         figures.writeCalls = io.at("syscw:");
+        for (const auto& thread : std::filesystem::directory_iterator(folder + "task")) {
+            figures.waits += Table(thread.path() / "status").at("voluntary_ctxt_switches:");
+        }
         return figures;
     }
 

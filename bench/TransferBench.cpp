@@ -79,10 +79,11 @@ void MeasureProcess(const std::string& image, unsigned int baud) {
     const double mebibytes = static_cast<double>(image.size()) / (1024 * 1024);
     std::printf("VeltrixHAL   %6.2f s, %7.0f bytes/s, %.3f of the bound of %.2f s\n", seconds,
                 static_cast<double>(image.size()) / seconds, seconds / bound, bound);
-    std::printf("             %.3f CPU s per MiB, %.0f reads and %.1f writes per frame, %ld KiB at the peak\n",
+    std::printf("             %.3f CPU s per MiB; per frame %.0f reads, %.1f writes, %.0f waits; %ld KiB at the peak\n",
                 (after.cpuSeconds - before.cpuSeconds) / mebibytes,
                 static_cast<double>(after.readCalls - before.readCalls) / frames,
-                static_cast<double>(after.writeCalls - before.writeCalls) / frames, after.peakKiB);
+                static_cast<double>(after.writeCalls - before.writeCalls) / frames,
+                static_cast<double>(after.waits - before.waits) / frames, after.peakKiB);
     if (machine.carrier.ReceivedFile() != simulator::Bytes(image.begin(), image.end())) {
         throw std::runtime_error("the file that arrived is another one");
     }

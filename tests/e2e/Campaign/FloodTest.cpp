@@ -23,6 +23,7 @@ protected:
         MachineOptions options;
         options.arguments = {"-f", "-v", "0"};
         options.carrier.baud = 115200;
+        options.carrier.writePatience = kLongestFlood;
         return options;
     }
 

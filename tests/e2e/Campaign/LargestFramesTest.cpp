@@ -11,17 +11,26 @@ constexpr const char* kAck = "0A 01 00 00 7A AC";
 constexpr const char* kNackPayloadSize = "0A 00 01 00 39 A8 03 C2 E3";
 constexpr std::size_t kLargest = 65528;
 constexpr int kRounds = 5;
+constexpr std::chrono::seconds kLongest{60};
 
-class LargestFramesTest : public EndToEndTest {};
+class LargestFramesTest : public EndToEndTest {
+protected:
+    // Nothing is lost, however busy the computer is.
+    static MachineOptions Options() {
+        MachineOptions options;
+        options.carrier.writePatience = kLongest;
+        return options;
+    }
+};
 
 TEST_F(LargestFramesTest, AreTakenWholeAgainAndAgain) {
-    Machine& machine = GreetedMachine();
+    Machine& machine = GreetedMachine(Options());
     for (int round = 0; round < kRounds; ++round) {
         const char letter = static_cast<char>('a' + round);
         for (const std::uint8_t code : {command::kCarrierAlive, command::kErrorMessage, command::kSampleData}) {
             const std::size_t line = machine.Line().Position();
             machine.Carrier().Send(code, simulator::Bytes(kLargest, static_cast<std::uint8_t>(letter)));
-            EXPECT_THAT(machine.Line().AwaitFrames(1, line), ElementsAre(kAck));
+            EXPECT_THAT(machine.Line().AwaitFrames(1, line, kLongest), ElementsAre(kAck));
         }
         // Two of them are more than the file may hold before the next one.
         const std::string log = machine.Files().Read("/Veltrix/log/Carrier.log");
@@ -38,16 +47,16 @@ TEST_F(LargestFramesTest, AreTakenWholeAgainAndAgain) {
 }
 
 TEST_F(LargestFramesTest, FullOfStartBytesIsStillOneFrame) {
-    Machine& machine = GreetedMachine();
+    Machine& machine = GreetedMachine(Options());
     const std::size_t line = machine.Line().Position();
     machine.Carrier().Send(command::kSampleData, simulator::Bytes(kLargest, 0x0A));
     machine.Carrier().SendHeartbeat();
-    EXPECT_THAT(machine.Line().AwaitFrames(2, line), ElementsAre(kAck, kAck));
+    EXPECT_THAT(machine.Line().AwaitFrames(2, line, kLongest), ElementsAre(kAck, kAck));
     machine.FlushLine();
 }
 
 TEST_F(LargestFramesTest, BeyondThemAnAnnouncementIsRefusedAndNothingIsWaitedFor) {
-    Machine& machine = GreetedMachine();
+    Machine& machine = GreetedMachine(Options());
     for (unsigned int announced = kLargest + 1; announced <= 0xFFFF; ++announced) {
         SCOPED_TRACE(announced);
         const simulator::Bytes header =

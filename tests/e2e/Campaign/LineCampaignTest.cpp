@@ -66,7 +66,8 @@ protected:
         for (const std::uint64_t seed : seeds) {
             MachineOptions options = BusyLife::MachineFor(seed);
             // So that none of its answers is taken for one to another command; see OwnCommandPolicy.
-            options.carrier.ownCommands.pauseAfterAnswer = seconds(2);
+            options.carrier.ownCommands.answerTime = seconds(2);
+            options.carrier.ownCommands.pauseAfterAnswer = seconds(5);
             options.carrier.identity.battery = 3.25F;
             mRuns.push_back({seed, &NewMachine(options), nullptr, 0});
         }
