@@ -36,7 +36,7 @@ constexpr seconds kLongestRest{400};
 constexpr std::size_t kLongestFrame = 400;
 // Pages of the allocator and of buffers that are used late for the first time.
 // Sanitizers keep what was freed.
-constexpr std::size_t kMostGrowthKiB = VELTRIX_IS_SANITIZED ? 64 * 1024 : 256;
+constexpr std::size_t kMostGrowthKiB = VELTRIX_IS_SANITIZED ? 16 * 1024 : 256;
 
 struct Rate {
     const char* name;

@@ -3,6 +3,7 @@
 
 #include "tests/e2e/Campaign/CampaignSeeds.h"
 #include "tests/e2e/Harness/EndToEndTest.h"
+#include "tests/support/WaitUntil.h"
 
 namespace {
 
@@ -54,6 +55,17 @@ protected:
         machine.Bus().Publish("req_delayed_device_settings", "{}");
         machine.Bus().Await("delayed_device_settings", from, {}, std::chrono::minutes(10));
     }
+    // Waits that lasted longer than a process needs that is let run.
+    static std::size_t CountLongTimeOuts(Machine& machine, std::size_t from) {
+        const std::string start = "[info] WaitForResponseToCommand() Timed out after ";
+        const std::vector<std::string> lines = machine.Log().Lines();
+        std::size_t count = 0;
+        for (std::size_t i = from; i < lines.size(); ++i) {
+            const bool isOne = lines[i].compare(0, start.size(), start) == 0;
+            count += isOne && std::stoul(lines[i].substr(start.size())) > 250 ? 1U : 0U;
+        }
+        return count;
+    }
     static void ExpectThatItWorks(Machine& machine) {
         const std::size_t line = machine.Line().Position();
         machine.Bus().Publish("led_settings", Settings(0xFFFF));
@@ -79,7 +91,7 @@ TEST_F(MisansweringCarrierTest, MuteForAsLongAsItLikesItIsAskedThreeTimesForEach
     EXPECT_EQ(frames, FramesOf(commands, 3));
     EXPECT_EQ(machine.Log().Count(kTimedOut), 3 * commands);
     machine.Bus().AwaitPayload("hal_status", R"({"ready":false})");
-    EXPECT_LE(machine.Hal().ResidentKiB(), early + (VELTRIX_IS_SANITIZED ? 64 * 1024 : 256));
+    EXPECT_LE(machine.Hal().ResidentKiB(), early + (VELTRIX_IS_SANITIZED ? 16 * 1024 : 256));
 
     machine.Carrier().Faults().Clear();
     const std::size_t bus = machine.Bus().Position();
@@ -88,7 +100,8 @@ TEST_F(MisansweringCarrierTest, MuteForAsLongAsItLikesItIsAskedThreeTimesForEach
 }
 
 // The answer to the second attempt comes at once, and the late one to the first when nobody waits for it any more. On a
-// machine that is busy otherwise any answer may be late: then there is one more repetition, and one more such answer.
+// computer that is busy otherwise any answer may be late, which costs one more repetition; and a process that was not
+// let run during its wait finds the answer, but too late: that is a time-out, and no answer is left over.
 TEST_F(MisansweringCarrierTest, HoweverLateAnAnswerIsItCostsOneRepetition) {
     Machine& machine = GreetedMachine();
     std::size_t number = 0;
@@ -96,6 +109,7 @@ TEST_F(MisansweringCarrierTest, HoweverLateAnAnswerIsItCostsOneRepetition) {
         SCOPED_TRACE(std::to_string(delay) + " ms");
         const std::size_t line = machine.Line().Position();
         const std::size_t log = machine.Log().Position();
+        const std::size_t sent = machine.Carrier().SentCount();
         Misanswer(machine, What::Late, 1, simulator::Milliseconds(delay));
         machine.Bus().Publish("led_settings", Settings(++number));
         machine.FlushBus();
@@ -103,16 +117,18 @@ TEST_F(MisansweringCarrierTest, HoweverLateAnAnswerIsItCostsOneRepetition) {
         const std::size_t frames = std::min<std::size_t>(timeOuts + 1, 3);
         EXPECT_GE(timeOuts, 1U);
         EXPECT_THAT(machine.Line().AwaitFrames(frames, line), AllOf(Each(Frame(number)), SizeIs(frames)));
-        machine.Log().Await(kUnexpectedAck, log, timeOuts);
+        ASSERT_TRUE(WaitUntil([&] { return machine.Carrier().SentCount() >= sent + frames; }, kPatience));
+        machine.FlushLine();
+        const std::size_t leftOver = machine.Log().Count(kUnexpectedAck, log);
+        EXPECT_LE(leftOver, timeOuts);
+        EXPECT_GE(leftOver + (timeOuts - 1) + CountLongTimeOuts(machine, log), 1U);
     }
-    machine.FlushLine();
-    EXPECT_EQ(machine.Log().Count(kUnexpectedAck), machine.Log().Count(kTimedOut));
     ExpectThatItWorks(machine);
 }
 
 // The second answer to a command may be taken for the first to the next one, whose own are then left over instead. Each
-// frame has two answers, of which one is used if the attempt does not time out: on a machine that is busy otherwise
-// some do.
+// frame has two answers, of which one is used if the attempt does not time out. On a computer that is busy otherwise
+// some do, and may have used one, too.
 TEST_F(MisansweringCarrierTest, TwiceAnsweredCommandsGoOutOnceAndLeaveOneAnswerEach) {
     Machine& machine = GreetedMachine();
     const std::size_t line = machine.Line().Position();
@@ -126,7 +142,8 @@ TEST_F(MisansweringCarrierTest, TwiceAnsweredCommandsGoOutOnceAndLeaveOneAnswerE
     machine.FlushLine();  // and the process all answers to it
     machine.Carrier().Faults().Clear();
     const std::size_t timeOuts = machine.Log().Count(kTimedOut, log);
-    EXPECT_EQ(machine.Log().Count(kUnexpectedAck, log), frames.size() + timeOuts);
+    EXPECT_GE(machine.Log().Count(kUnexpectedAck, log), frames.size());
+    EXPECT_LE(machine.Log().Count(kUnexpectedAck, log), frames.size() + timeOuts);
     EXPECT_LE(frames.size(), kDoubledCommands + timeOuts);
     std::vector<std::string> each = frames;
     each.erase(std::unique(each.begin(), each.end()), each.end());
