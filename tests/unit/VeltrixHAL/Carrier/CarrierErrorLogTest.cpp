@@ -1,4 +1,5 @@
 // Errors that the carrier wants kept: the lines of its log and the log's rotation.
+#include "tests/unit/DiskCalls.h"
 #include "tests/unit/VeltrixHAL/Carrier/CarrierFixture.h"
 #include "tests/unit/VeltrixHAL/Carrier/FakeWallClock.h"
 
@@ -122,6 +123,16 @@ TEST_F(CarrierErrorLogTest, ALogOfOneByteMoreIsMovedAsideFirst) {
     ReceiveError("E42");
     EXPECT_EQ(Log(), kMarchLine);
     EXPECT_EQ(mFolder.Read(kOldLog), overfull);
+}
+
+TEST_F(CarrierErrorLogTest, TheTimeIsTheOneOfReceiptHoweverLongTheMoveAsideTakes) {
+    FakeWallClock now(kMarch);
+    DiskCalls disk;
+    disk.WhenRenamed([&] { now.MoveTo(kMarch + 3600); });
+    mFolder.Write(kLog, std::string(100'001, 'x'));
+    ReceiveError("E42");
+    EXPECT_EQ(Log(), "(25-3-7T8:5:9) - E42\n");
+    EXPECT_EQ(mFolder.Read(kOldLog).size(), 100'001U);
 }
 
 TEST_F(CarrierErrorLogTest, OnlyOneOldGenerationIsKept) {

@@ -1,7 +1,9 @@
 // The carrier's clock, which sets the module's once.
 #include "tests/unit/VeltrixHAL/Carrier/CarrierFixture.h"
+#include "tests/unit/VeltrixHAL/Carrier/ShiftedWallClock.h"
 
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <ostream>
 
@@ -32,7 +34,28 @@ protected:
     }
 };
 
-class ClockTest : public ClockTestOf<CarrierTest> {};
+class ClockTest : public ClockTestOf<CarrierTest> {
+protected:
+    // From the carrier's time to now. Not by time(), which may still be in the second before.
+    static std::int64_t SecondsSinceThen() {
+        return std::chrono::system_clock::to_time_t(std::chrono::system_clock::now()) - kSeconds;
+    }
+
+    // The difference in the only line about the setting, which must be this one.
+    void ExpectLoggedDifference(std::int64_t least, std::int64_t most) {
+        const auto lines = LogWith("INITIAL");
+        ASSERT_EQ(lines.size(), 1U);
+        EXPECT_EQ(lines[0].level, spdlog::level::info);
+        const std::string start = "INITIAL TIME SYNCHING SOM to 2025-03-04T05:06:07.525Z from carrier. TimeDiff is ";
+        ASSERT_EQ(lines[0].text.substr(0, start.size()), start);
+        std::size_t digits = 0;
+        const std::string rest = lines[0].text.substr(start.size());
+        const std::int64_t difference = std::stoll(rest, &digits);
+        EXPECT_EQ(rest.substr(digits), "s");
+        EXPECT_GE(difference, least);
+        EXPECT_LE(difference, most);
+    }
+};
 class ClockOnBusTest : public ClockTestOf<CarrierOnBusTest> {};
 
 TEST_F(ClockTest, IsSetToTheMillisecond) {
@@ -41,21 +64,22 @@ TEST_F(ClockTest, IsSetToTheMillisecond) {
 }
 
 TEST_F(ClockTest, TheSettingIsPrintedAndLoggedWithTheDifference) {
-    const std::int64_t before = std::time(nullptr) - kSeconds;
+    const std::int64_t before = SecondsSinceThen();
     EXPECT_THAT(Printed([&] { Answer(kTime); }),
                 ElementsAre("Startup sync of SBC clock to STM RTCtime: 2025-03-04T05:06:07.525Z"));
-    const std::int64_t after = std::time(nullptr) - kSeconds;
-    const auto lines = LogWith("INITIAL");
-    ASSERT_EQ(lines.size(), 1U);
-    EXPECT_EQ(lines[0].level, spdlog::level::info);
-    const std::string start = "INITIAL TIME SYNCHING SOM to 2025-03-04T05:06:07.525Z from carrier. TimeDiff is ";
-    ASSERT_EQ(lines[0].text.substr(0, start.size()), start);
-    std::size_t digits = 0;
-    const std::string rest = lines[0].text.substr(start.size());
-    const std::int64_t difference = std::stoll(rest, &digits);
-    EXPECT_EQ(rest.substr(digits), "s");
-    EXPECT_GE(difference, before);
-    EXPECT_LE(difference, after);
+    ExpectLoggedDifference(before, SecondsSinceThen());
+}
+
+TEST_F(ClockTest, TheDifferenceIsTheOneBeforeTheSetting) {
+    ShiftedWallClock clock;
+    const std::int64_t before = SecondsSinceThen();
+    std::int64_t after = 0;
+    mSystem.WhenClockIsSet([&] {
+        after = SecondsSinceThen();
+        clock.MoveTo(kSeconds);
+    });
+    Answer(kTime);
+    ExpectLoggedDifference(before, after);
 }
 
 TEST_F(ClockTest, TheDifferenceHasNoSign) {
@@ -199,6 +223,13 @@ TEST_F(ClockTest, WithoutABrokerTheClockIsSetAllTheSame) {
     ExpectOnlySetting(kSeconds, 525'000'000);
     EXPECT_THAT(LogWith("publish"),
                 ElementsAre(Warning("Could not publish time_sync on /bus. No such file or directory")));
+}
+
+TEST_F(ClockTest, TheTimeIsPublishedAfterTheSetting) {
+    mSystem.SetClockResult(EPERM);
+    Answer(kTime);
+    EXPECT_THAT(mLog.Take(), ElementsAre(Error("Unable to set SBC time. \"Operation not permitted\""),
+                                         Warning("Could not publish time_sync on /bus. No such file or directory")));
 }
 
 TEST_F(ClockTest, OnlyTheAnswerToTheClockRequestCounts) {

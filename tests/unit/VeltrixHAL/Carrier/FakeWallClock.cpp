@@ -24,9 +24,13 @@ extern "C" std::time_t time(std::time_t* result) noexcept {
 }
 
 FakeWallClock::FakeWallClock(std::time_t seconds) {
-    sSeconds = seconds;
+    MoveTo(seconds);
 }
 
 FakeWallClock::~FakeWallClock() {
     sSeconds = kReal;
+}
+
+void FakeWallClock::MoveTo(std::time_t seconds) {
+    sSeconds = seconds;
 }

@@ -11,4 +11,6 @@ public:
     ~FakeWallClock();
     FakeWallClock(const FakeWallClock&) = delete;
     FakeWallClock& operator=(const FakeWallClock&) = delete;
+
+    void MoveTo(std::time_t seconds);
 };

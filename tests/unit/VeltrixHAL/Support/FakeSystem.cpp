@@ -56,6 +56,9 @@ std::vector<std::string> FakeSystem::ShellCommands() const {
 }
 
 int FakeSystem::SetClock(const timespec& time) {
+    if (mWhenClockIsSet) {
+        mWhenClockIsSet();
+    }
     const std::lock_guard lock(mMutex);
     mClockSettings.push_back(time);
     return mClockResult;

@@ -23,6 +23,8 @@ public:
 
     // Runs `action` at each shell command, before it is answered, on the thread that asks for it. Set it first.
     void WhenCommanded(std::function<void()> action) { mWhenCommanded = std::move(action); }
+    // The same at each setting of the clock.
+    void WhenClockIsSet(std::function<void()> action) { mWhenClockIsSet = std::move(action); }
 
     // The calls so far, oldest first.
     std::vector<timespec> ClockSettings() const;
@@ -37,6 +39,7 @@ private:
     int mClockResult = 0;
     bool mShellResult = true;
     std::function<void()> mWhenCommanded;
+    std::function<void()> mWhenClockIsSet;
     std::vector<timespec> mClockSettings;
     std::vector<std::string> mShellCommands;
 };
