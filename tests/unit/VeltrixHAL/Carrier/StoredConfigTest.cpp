@@ -103,6 +103,15 @@ TEST_F(StoredConfigOnBusTest, WhereTheFileCannotBeWrittenTheValueHoldsAllTheSame
     EXPECT_FALSE(mFolder.Exists("Veltrix"));
 }
 
+TEST_F(StoredConfigTest, TheValueIsAnnouncedBeforeItIsWritten) {
+    std::filesystem::remove(mFolder.Path("Veltrix"));
+    mCarrier->UpdateStoredConfig(30);
+    EXPECT_THAT(mLog.Take(),
+                ElementsAre(Information("ArcThreshold set to 30"),
+                            Warning("Could not publish device_settings. Transport endpoint is not connected"),
+                            Warning("Unable to write /Veltrix/system.config. No such file or directory")));
+}
+
 TEST_F(StoredConfigTest, AFolderInTheFilesPlaceIsAWarning) {
     mFolder.Write("Veltrix/system.config/in the way", "");
     mCarrier->UpdateStoredConfig(30);
