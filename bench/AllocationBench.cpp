@@ -1,5 +1,5 @@
 // Counts heap allocations on the link's send and receive path after the start, by standing in for malloc and its
-// relatives. Exits with 1 when there was one.
+// relatives. Exits with 1 when there was one, or when the request went unanswered.
 #include "VeltrixHAL/VeltrixComm/VeltrixNetMaster.h"
 #include "bench/MemoryPort.h"
 
@@ -56,6 +56,7 @@ public:
 constexpr std::uint8_t kHeartbeat[] = {0x0A, 0x09, 0x00, 0x00, 0xBC, 0x6E};
 constexpr std::uint8_t kBadHeader[] = {0x0A, 0x09, 0x00, 0x00, 0xBC, 0x6F};
 constexpr std::uint8_t kNack[] = {0x0A, 0x00, 0x01, 0x00, 0x39, 0xA8, 0x01, 0xE1, 0xF1};
+constexpr std::uint8_t kBattery[] = {0x0A, 0x01, 0x02, 0x00, 0x49, 0x1C, 0x34, 0x12, 0xED, 0x16};
 constexpr int kRounds = 2000;
 
 template <typename Step>
@@ -97,6 +98,12 @@ int main() {
         port.Feed(kBadHeader);
         master->Process();
     });
+    port.AnswerWith(kBattery);
+    std::array<std::uint8_t, 4> answer{};
+    bool isAnswered = true;
+    isClean &= Measure("request, answered", [&] {
+        isAnswered &= master->SendRequest(CommCommands_GetVBat, answer.data(), 4) == commError_None;
+    });
     port.AnswerWith(kNack);
     const int rounds = 20;
     const unsigned long before = gAllocations;
@@ -105,5 +112,5 @@ int main() {
     }
     const unsigned long refused = gAllocations - before;
     std::fprintf(stderr, "%-45s %6d rounds %8lu allocations\n", "command refused three times", rounds, refused);
-    return isClean && refused == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
+    return isClean && isAnswered && refused == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
 }
