@@ -12,7 +12,7 @@
 // are sent without the read mutex: they are sent while it is held. Nothing is allocated on the heap.
 //
 // While the process stops (gKeepRunning false) a failed attempt is not repeated, a long payload ends between two
-// frames, and a wait of more than a second ends as a time-out.
+// frames, a wait of more than a second ends as a time-out, and so does a command that cannot have the read mutex.
 #pragma once
 
 #include "OSSpecific/Linux/Uart/IBufferedSerial.h"

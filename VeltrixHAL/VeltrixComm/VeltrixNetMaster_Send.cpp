@@ -7,12 +7,16 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <chrono>
+#include <mutex>
+#include <thread>
 
 namespace {
 
 constexpr unsigned int kAttempts = 3;
 constexpr std::uint32_t kPauseAfterRefusalUs = 13000;
 constexpr unsigned short kRequestTimeoutMs = 200;
+constexpr std::chrono::milliseconds kLockPoll{1};
 
 bool IsWaitedFor(CommCommands_t command) {
     return command != CommCommands_Ack && command != CommCommands_Nack;
@@ -23,6 +27,18 @@ void PauseBeforeRetry(e_commError result) {
     if (result == commError_Nack || result == commError_Collision) {
         SleepMicroseconds(kPauseAfterRefusalUs);
     }
+}
+
+// False when the process stops before the lock can be had: its holder may be telling the bus what it was just answered,
+// and the broker not be listening.
+bool LockUnlessStopped(std::unique_lock<std::mutex>& lock) {
+    while (!lock.try_lock()) {
+        if (!gKeepRunning) {
+            return false;
+        }
+        std::this_thread::sleep_for(kLockPoll);
+    }
+    return true;
 }
 
 template <typename Output>
@@ -87,8 +103,8 @@ e_commError VeltrixNetMaster::SendCommand(CommCommands_t command, unsigned int l
 e_commError VeltrixNetMaster::SendChunk(CommCommands_t command, unsigned int total, unsigned int remaining,
                                         const unsigned char* chunk, unsigned short timeoutMs, e_commError previous) {
     std::unique_lock reading(mSerialReadMutex, std::defer_lock);
-    if (IsWaitedFor(command)) {
-        reading.lock();
+    if (IsWaitedFor(command) && !LockUnlessStopped(reading)) {
+        return commError_Timeout;
     }
     Packet* packet = mPacketPool.TakeFirst();
     if (packet != nullptr) {
@@ -128,7 +144,10 @@ e_commError VeltrixNetMaster::SendRequest(CommCommands_t command, unsigned char*
             }
             PauseBeforeRetry(result);
         }
-        const std::lock_guard reading(mSerialReadMutex);
+        std::unique_lock reading(mSerialReadMutex, std::defer_lock);
+        if (!LockUnlessStopped(reading)) {
+            return commError_Timeout;
+        }
         Packet* packet = mPacketPool.TakeFirst();
         if (packet != nullptr) {
             packet->Reset(false);

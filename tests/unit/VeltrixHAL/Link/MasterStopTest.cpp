@@ -1,6 +1,11 @@
 // While the process stops: no further attempt, no long wait, no further chunk.
 #include "VeltrixHAL/HalGlobals.h"
+#include "tests/support/WaitUntil.h"
 #include "tests/unit/VeltrixHAL/Link/LinkMaster.h"
+
+#include <atomic>
+#include <chrono>
+#include <thread>
 
 namespace {
 
@@ -127,6 +132,35 @@ TEST_F(MasterStopTest, EmptyPoolIsNotTriedAgain) {
     EXPECT_EQ(Send(), commError_Unknown);
     EXPECT_EQ(mLog.Take().size(), 1U);
     mMaster.GiveBack(held);
+}
+
+// Somebody else's wait goes on while what it was answered is told to a broker that does not listen.
+TEST_F(MasterStopTest, WhatCannotHaveTheLineEndsAsATimeOutUnsent) {
+    std::thread elsewhere;
+    std::atomic<int> ended{0};
+    e_commError command = commError_None;
+    e_commError request = commError_None;
+    mMaster.onResponse = [&](Packet&, CommCommands_t) {
+        elsewhere = std::thread([&] {
+            command = mMaster.SendCommand(CommCommands_WiFiUp, 0, nullptr, 200);
+            ++ended;
+            std::uint8_t answer = 0;
+            request = mMaster.SendRequest(CommCommands_BoardRevision, &answer, 1);
+            ++ended;
+        });
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        EXPECT_EQ(ended, 0) << "while the process runs it waits";
+        gKeepRunning = false;
+        EXPECT_TRUE(WaitUntil([&] { return ended == 2; }));
+        return commError_None;
+    };
+    AnswerEveryFrame(kAck);
+    EXPECT_EQ(Send(), commError_None);
+    ASSERT_TRUE(elsewhere.joinable());
+    elsewhere.join();
+    EXPECT_EQ(command, commError_Timeout);
+    EXPECT_EQ(request, commError_Timeout);
+    EXPECT_EQ(mSerial.Writes().size(), 1U);
 }
 
 }  // namespace
