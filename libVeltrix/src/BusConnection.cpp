@@ -76,7 +76,11 @@ int BusConnection::Subscribe(std::shared_ptr<const Subscription> subscription) {
     if (state == Subscriptions::State::Refused) {
         return -EACCES;
     }
-    return mIsLeaving || mHasEnded ? -ENOTCONN : -ETIMEDOUT;
+    if (mIsLeaving || mHasEnded) {
+        return -ENOTCONN;
+    }
+    mIsMute = true;
+    return -ETIMEDOUT;
 }
 
 int BusConnection::Publish(Publication publication) {
@@ -113,7 +117,8 @@ void BusConnection::Close() {
     const bool isOwnThread = IsOwnThread();
     std::unique_lock lock(mMutex);
     mIsLeaving = true;
-    mLeaveBy = BusClock::now() + kLeaveLimit;
+    // Whoever has waited in vain for a broker does not wait for it once more.
+    mLeaveBy = BusClock::now() + (mIsMute ? std::chrono::milliseconds(0) : kLeaveLimit);
     mWakeUp.Signal();
     mChanged.notify_all();
     if (!isOwnThread) {

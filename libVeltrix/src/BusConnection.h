@@ -96,6 +96,7 @@ private:
     bool mIsLeaving = false;
     bool mHasEnded = false;
     BusClock::time_point mLeaveBy{};
+    bool mIsMute = false;  // the broker left a caller without an answer and has given none since
     Subscriptions mSubscriptions;
     Outbox mOutbox;
     std::size_t mDropped = 0;  // publications, since the outbox was last empty

@@ -207,6 +207,7 @@ void BusConnection::OnAccepted() {
     {
         const std::lock_guard lock(mMutex);
         mIsUp = true;
+        mIsMute = false;
         mSubscriptions.StartSession();
         mOpenResult = 0;
     }
@@ -225,6 +226,7 @@ void BusConnection::OnSubscribed(int messageId, bool isGranted) {
     std::vector<std::string> lost;
     {
         const std::lock_guard lock(mMutex);
+        mIsMute = false;
         lost = mSubscriptions.Settle(messageId, isGranted);
     }
     mChanged.notify_all();
@@ -237,6 +239,7 @@ void BusConnection::OnDelivered(int messageId) {
     std::size_t dropped = 0;
     {
         const std::lock_guard lock(mMutex);
+        mIsMute = false;
         mOutbox.MarkDelivered(messageId);
         if (mOutbox.IsEmpty()) {
             std::swap(dropped, mDropped);

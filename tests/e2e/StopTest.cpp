@@ -108,6 +108,16 @@ TEST_F(StopTest, WhileTheBrokerIsAwayOrDoesNotAnswer) {
     machine.BusBroker().Resume();
 }
 
+TEST_F(StopTest, WhileASubscriptionWaitsForABrokerThatDoesNotAnswer) {
+    Machine& machine = NewMachine();
+    machine.Start();
+    machine.Out().Await("Wait a few moments before using UART");
+    machine.BusBroker().Pause();
+    machine.Log().Await("[error] An error occurred while subscribing to HalIdentityRequest. Connection timed out");
+    ExpectToEnd(machine, SIGTERM);
+    machine.BusBroker().Resume();
+}
+
 TEST_F(StopTest, ASecondSignalChangesNothing) {
     Machine& machine = GreetedMachine();
     machine.Hal().Signal(SIGTERM);

@@ -141,6 +141,36 @@ TEST_F(Subscribe, ABrokerThatDoesNotAnswerIsWaitedForFiveSeconds) {
     EXPECT_EQ(recorder.Count(), 0U);
 }
 
+TEST_F(Subscribe, WhoeverWaitedInVainForTheBrokerDoesNotWaitAgainToLeaveIt) {
+    Recorder recorder;
+    mBroker.Pause();
+    EXPECT_EQ(To("hal_status", recorder), -ETIMEDOUT);
+    ASSERT_EQ(mClient.Publish("hal_status", Numbered(1)), 0);
+    const auto start = Clock::now();
+    EXPECT_EQ(mClient.Disconnect(), 0);
+    EXPECT_LT(Clock::now() - start, 1000ms);
+    mBroker.Resume();
+}
+
+TEST_F(Subscribe, ABrokerThatAnswersAgainIsWaitedForAgain) {
+    Recorder recorder;
+    mBroker.Pause();
+    EXPECT_EQ(To("hal_status", recorder), -ETIMEDOUT);
+    mBroker.Resume();
+    ASSERT_EQ(To("hal_status", recorder), 0);
+    BusProbe probe(Socket());
+    probe.Subscribe("process_ready");
+    mBroker.Pause();
+    ASSERT_EQ(mClient.Publish("process_ready", Numbered(1)), 0);
+    std::thread resume([this] {
+        std::this_thread::sleep_for(300ms);
+        mBroker.Resume();
+    });
+    EXPECT_EQ(mClient.Disconnect(), 0);
+    resume.join();
+    EXPECT_TRUE(probe.WaitFor("process_ready", 1));
+}
+
 TEST_F(Subscribe, ADisconnectEndsTheWait) {
     mBroker.Pause();
     EventClient copy = mClient;
