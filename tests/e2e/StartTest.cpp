@@ -4,7 +4,10 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <csignal>
+#include <filesystem>
+#include <regex>
 
 #include "tests/e2e/Harness/EndToEndTest.h"
 #include "tests/support/WaitUntil.h"
@@ -31,15 +34,44 @@ TEST_F(StartTest, AnnouncesItselfInOrder) {
     EXPECT_THAT(machine.Line().Frames(), ElementsAre()) << "the carrier speaks first";
 
     EXPECT_EQ(machine.Stop(), 0);
+    EXPECT_TRUE(WaitUntil([&] {
+        return std::regex_search(machine.BusBroker().Log(), std::regex("Client VeltrixHAL-[^ ]* disconnected\\."));
+    })) << "it takes its leave from the broker";
     machine.Out().AwaitInOrder({"VeltrixHAL shutting down", "HAL is down"});
     EXPECT_EQ(machine.Log().Lines().back(), "[info] HAL shutting down");
     EXPECT_EQ(machine.Err().Text(), "");
 }
 
+// The carrier is not listened to before all subscriptions are made, and none of those is tried twice.
+TEST_F(StartTest, ASubscriptionThatIsNotAnsweredIsReportedAndPassedOver) {
+    Machine& machine = NewMachine();
+    machine.Start();
+    machine.Out().Await("Wait a few moments before using UART");
+    machine.BusBroker().Pause();
+    machine.Carrier().SendHeartbeat();
+    machine.Log().Await("[error] An error occurred while subscribing to HalIdentityRequest. Connection timed out");
+    EXPECT_THAT(machine.Line().Frames(), ElementsAre());
+    EXPECT_THAT(
+        machine.Err().Lines(),
+        ElementsAre(testing::MatchesRegex("\\[ERROR \\(-110\\)\\] in Subscriptions\\.cpp@ line [0-9]+: An error "
+                                          "occurred while subscribing to HalIdentityRequest\\."),
+                    "Connection timed out"));
+    machine.BusBroker().Resume();
+    machine.AwaitReady();
+    machine.Bus().Await("carrier_info");
+    EXPECT_EQ(machine.Line().Frames().front(), "0A 01 00 00 7A AC");
+    machine.Bus().Publish("req_hal_info", "{}");
+    machine.FlushBus();
+    EXPECT_EQ(machine.Bus().Count("hal_info"), 1U);
+}
+
 TEST_F(StartTest, WithoutVerbosityTheShutdownIsAnnouncedInTheLogAlone) {
     MachineOptions options;
     options.arguments = {"-f"};
+    const auto begin = std::chrono::steady_clock::now();
     Machine& machine = BootMachine(options);
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::seconds(3))
+        << "the UART settles without a word too";
     EXPECT_EQ(machine.Stop(), 0);
     EXPECT_FALSE(machine.Out().Has("VeltrixHAL shutting down"));
     EXPECT_TRUE(machine.Out().Has("HAL is down"));
@@ -59,7 +91,10 @@ TEST_F(StartTest, ADaemonWritesItsOwnNumberAndStopsLikeAnyOther) {
     EXPECT_NE(number, std::to_string(daemon.Hal().Pid()));
     EXPECT_EQ(number.find_first_not_of("0123456789"), std::string::npos);
 
-    daemon.Hal().Follow(std::stoi(number));
+    const pid_t pid = std::stoi(number);
+    daemon.Hal().Follow(pid);
+    EXPECT_EQ(getsid(pid), getsid(0));
+    EXPECT_EQ(std::filesystem::read_symlink("/proc/" + number + "/cwd"), std::filesystem::current_path());
     daemon.Greet();
     EXPECT_EQ(daemon.Stop(), 0);
     EXPECT_TRUE(daemon.Out().Has("HAL is down"));

@@ -79,6 +79,14 @@ TEST_F(TessimorTopicTest, NumbersAreCutToAByte) {
     EXPECT_EQ(PayloadFor(settings), "00 02 00 00 FF 2C 00 00 00");
 }
 
+TEST_F(TessimorTopicTest, TheMessageIsAnnouncedBeforeItIsSent) {
+    VeltrixErrorLog::gVerbosity = 2;
+    TessimorSettings settings;
+    EXPECT_THAT(Printed([&] { receiveTessimorSettings(&mClient, &settings, 0, mCarrier.get()); }),
+                ElementsAre("<<<<<< received Tessimor Settings message from VeltrixTessimor >>>>>>>>",
+                            "Sending command: 0x31"));
+}
+
 struct EndRequirement {
     std::int32_t milliseconds;
     const char* payload;
@@ -148,6 +156,12 @@ TEST_F(FirmwareEndTest, TheCarrierIsToldOfSuccessAndFailure) {
     EXPECT_THAT(PrintedFor(false), ElementsAre("<<<<<< Update Complete received by HAL >>>>>>>>"));
     EXPECT_THAT(mLine.TakeFrames(), ElementsAre("0A 2A 02 00 63 81 07 00 42 4F"));
     EXPECT_THAT(mLog.Take(), IsEmpty());
+}
+
+TEST_F(FirmwareEndTest, TheMessageIsAnnouncedBeforeItIsSent) {
+    VeltrixErrorLog::gVerbosity = 2;
+    EXPECT_THAT(PrintedFor(true),
+                ElementsAre("<<<<<< Update Complete received by HAL >>>>>>>>", "Sending command: 0x2a"));
 }
 
 TEST_F(FirmwareEndTest, ASilentCarrierIsTriedThreeTimesFor200Milliseconds) {

@@ -3,6 +3,8 @@
 
 #include "VeltrixHAL/CarrierTopics.h"
 
+#include <ostream>
+
 namespace {
 
 using testing::ElementsAre;
@@ -36,6 +38,29 @@ TEST_F(SystemLedStatusTest, AllOnIsSentInThisOrder) {
                                                       "0A 24 01 00 59 F2 01 E1 F1"));  // USB
     EXPECT_THAT(mLog.Take(), IsEmpty());
 }
+
+struct State {
+    void (SystemLedStatus::*set)(bool);
+    const char* frame;
+
+    friend void PrintTo(const State& state, std::ostream* out) { *out << state.frame; }
+};
+
+class OneStateTest : public SystemLedStatusTest, public testing::WithParamInterface<State> {};
+
+TEST_P(OneStateTest, HasItsOwnCommand) {
+    SystemLedStatus status;
+    (status.*GetParam().set)(true);
+    EXPECT_THAT(SentFor(status), ElementsAre(GetParam().frame));
+}
+
+INSTANTIATE_TEST_SUITE_P(All, OneStateTest,
+                         testing::Values(State{&SystemLedStatus::set_ethernetIsUp, "0A 1A 00 00 D6 9F"},
+                                         State{&SystemLedStatus::set_wifiIsUp, "0A 1D 00 00 5A 9A"},
+                                         State{&SystemLedStatus::set_operatorIsUp, "0A 17 00 00 29 E0"},
+                                         State{&SystemLedStatus::set_internetQueried, "0A 20 00 00 23 4B"},
+                                         State{&SystemLedStatus::set_internetIsUp, "0A 21 00 00 79 97"},
+                                         State{&SystemLedStatus::set_isAccessingUSB, "0A 24 01 00 59 F2 01 E1 F1"}));
 
 TEST_F(SystemLedStatusTest, AllOffIsSentOnlyWhileARefreshIsDue) {
     EXPECT_THAT(SentFor(AllStates(false)), IsEmpty());
@@ -96,6 +121,11 @@ TEST_F(SystemLedStatusTest, DuringAnUpdateTheyAreDroppedWithoutAWord) {
     EXPECT_FALSE(mCarrier->mOldLedStatus.isWifiLedOn);
 }
 
+TEST_F(SystemLedStatusTest, WhatHoldsBackTheLedSettingsDoesNotHoldThemBack) {
+    HalGlobals::gInhibitLEDUpdatesDuringFileTransfer = true;
+    EXPECT_EQ(SentFor(AllStates(true)).size(), 6U);
+}
+
 class LedSettingsTopicTest : public CarrierTest {
 protected:
     std::vector<std::string> SentFor(LedSettings settings) {
@@ -138,6 +168,11 @@ TEST_F(LedSettingsTopicTest, AreDroppedWhileAFileGoesToTheCarrier) {
     EXPECT_THAT(mLog.Take(), IsEmpty());
     HalGlobals::gInhibitLEDUpdatesDuringFileTransfer = false;
     EXPECT_THAT(SentFor(OneToNine()), testing::SizeIs(1));
+}
+
+TEST_F(LedSettingsTopicTest, WhatHoldsBackTheStatesDoesNotHoldThemBack) {
+    mCarrier->mFirmwareUpdateInProgress = true;
+    EXPECT_THAT(SentFor(OneToNine()), ElementsAre("0A 30 09 00 71 C6 01 02 03 04 05 06 07 08 09 FD 7D"));
 }
 
 }  // namespace

@@ -35,6 +35,13 @@ TEST_F(TimeSyncTest, TimeFromTheCloudGoesToTheCarrier) {
                             Information("Syncing Carrier to year 25, month 3, day 4. Hour 5, min 6, sec 7")));
 }
 
+TEST_F(TimeSyncTest, TheTimeIsAnnouncedBeforeItIsSent) {
+    VeltrixErrorLog::gVerbosity = 2;
+    EXPECT_THAT(Printed([&] { Receive(DateTime(kSeconds, 525)); }),
+                ElementsAre("Received time from Core - 2025-03-04T05:06:07.525Z",
+                            "Setting STM to time received from CORE", "Sending command: 0xe"));
+}
+
 TEST_F(TimeSyncTest, BelowVerbosityZeroNothingIsPrinted) {
     VeltrixErrorLog::gVerbosity = -1;
     EXPECT_THAT(Printed([&] { Receive(DateTime(kSeconds)); }), IsEmpty());
