@@ -90,6 +90,7 @@ TEST_F(DataReportingTest, CountsAsSwitchedOffAlthoughTheCarrierWasSilent) {
     mLine.Answer(10, CarrierStub::kSilence);
     Beat(60);
     EXPECT_THAT(mLine.TakeFrames(), ElementsAre(AckHex(), kDisable, kDisable, kDisable));
+    EXPECT_EQ(mClock.ElapsedMs(), 600U);
     EXPECT_FALSE(TestCarrier::dataReportingEnabled);
     Beat(60);
     EXPECT_THAT(mLine.TakeFrames(), ElementsAre(AckHex()));

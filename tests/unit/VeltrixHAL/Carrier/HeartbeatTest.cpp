@@ -17,6 +17,9 @@ using testing::StartsWith;
 constexpr std::uint8_t kBootloaderVersion = 7;
 constexpr std::uint8_t kCarrierVersion = 8;
 constexpr std::uint8_t kBoardRevision = 50;
+constexpr std::uint8_t kAdminAccess = 37;
+constexpr std::uint8_t kGetVBat = 13;
+constexpr std::uint8_t kGetRtc = 15;
 
 CarrierStub::Bytes Heartbeat(std::uint16_t version, std::uint16_t commType, std::uint16_t other = 0) {
     const auto low = [](std::uint16_t word) { return static_cast<std::uint8_t>(word & 0xFFU); };
@@ -126,6 +129,20 @@ TEST_F(HeartbeatTest, EachFailedRequestFailsAlone) {
         EXPECT_EQ(mCarrier->mCarrierAppVersion, request == kCarrierVersion ? "" : "531726R");
         EXPECT_EQ(mCarrier->mBoardRevision, request == kBoardRevision ? 0 : 0xA1);
     }
+}
+
+TEST_F(HeartbeatTest, CommandsOfTheStartSequenceThatAreNotAnsweredTakeThreeTimes200MillisecondsEach) {
+    LetAnswerVersions(mLine);
+    for (const std::uint8_t command : {kAdminAccess, kGetVBat, kGetRtc}) {
+        mLine.Answer(command, CarrierStub::kSilence);
+    }
+    Receive(Heartbeat(8, 0));
+    EXPECT_THAT(mLine.TakeFrames(),
+                ElementsAre("0A 01 00 00 7A AC", "0A 07 00 00 AC 75", "0A 08 00 00 E6 B2", "0A 32 00 00 13 66",
+                            "0A 25 00 00 1A F6", "0A 25 00 00 1A F6", "0A 25 00 00 1A F6",  //
+                            "0A 0D 00 00 DF 0F", "0A 0D 00 00 DF 0F", "0A 0D 00 00 DF 0F",  //
+                            "0A 0F 00 00 6A B7", "0A 0F 00 00 6A B7", "0A 0F 00 00 6A B7"));
+    EXPECT_EQ(mClock.ElapsedMs(), 1800U);
 }
 
 TEST_F(HeartbeatTest, FailedRequestsArePrintedFromVerbosityZeroOn) {

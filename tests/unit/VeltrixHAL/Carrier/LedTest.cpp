@@ -68,6 +68,7 @@ TEST_P(EachLedTest, IsTriedAgainUntilTheCarrierAccepts) {
     EXPECT_FALSE(mCarrier->mOldLedStatus.*led.remembered);
     mLine.AnswerNext(command, CarrierStub::kSilence, 3);
     EXPECT_THAT(Sent(led.led, true), ElementsAre(led.on, led.on, led.on));
+    EXPECT_EQ(mClock.ElapsedMs(), 13U + 13U + 3U * 200U) << "two pauses behind refusals, three time-outs";
     EXPECT_THAT(Sent(led.led, true), ElementsAre(led.on));
     EXPECT_TRUE(mCarrier->mOldLedStatus.*led.remembered);
     EXPECT_THAT(Sent(led.led, true), IsEmpty());
@@ -116,6 +117,12 @@ TEST_F(LedTest, AnInternetQueryThatFailedForgetsTheInternetStateToo) {
     mLine.AnswerNext(32, FrameBuilder::Nack(13), 3);
     EXPECT_THAT(Sent(internetQuery, true), ElementsAre(kQuery, kQuery, kQuery));
     EXPECT_FALSE(mCarrier->mOldLedStatus.isInternetLedOn);
+}
+
+TEST_F(LedTest, AnInternetQueryThatIsNotAnsweredTakesThreeTimes200Milliseconds) {
+    mLine.AnswerNext(32, CarrierStub::kSilence, 3);
+    EXPECT_THAT(Sent(internetQuery, true), ElementsAre(kQuery, kQuery, kQuery));
+    EXPECT_EQ(mClock.ElapsedMs(), 600U);
 }
 
 TEST_F(LedTest, AnLedThatDoesNotExistIsNothingToSend) {
@@ -182,6 +189,12 @@ TEST_F(LedSettingsTest, ARefusalIsNotReported) {
     mLine.AnswerNext(48, FrameBuilder::Nack(0), 3);
     EXPECT_THAT(SentTo(8), testing::SizeIs(3));
     EXPECT_THAT(mLog.Take(), testing::Each(Information("Nack received - 0d0")));
+}
+
+TEST_F(LedSettingsTest, ASilentCarrierTakesThreeTimes200Milliseconds) {
+    mLine.Answer(48, CarrierStub::kSilence);
+    EXPECT_THAT(SentTo(8), testing::SizeIs(3));
+    EXPECT_EQ(mClock.ElapsedMs(), 600U);
 }
 
 }  // namespace

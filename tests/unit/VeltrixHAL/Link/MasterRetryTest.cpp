@@ -161,6 +161,16 @@ TEST_F(MasterRetryTest, EmptyPoolCountsAsAFailedAttemptOfTheFirstChunk) {
     EXPECT_EQ(Send(), commError_None);
 }
 
+TEST_F(MasterRetryTest, BelowVerbosityZeroAnEmptyPoolIsOnlyLogged) {
+    VeltrixErrorLog::gVerbosity = -1;
+    const std::vector<Packet*> held = mMaster.DrainPool();
+    EXPECT_EQ(Send(), commError_Unknown);
+    EXPECT_EQ(mConsole.Take(), "");
+    const LogLine line = Error("Unallocated packet received for TX.");
+    EXPECT_THAT(mLog.Take(), ElementsAre(line, line, line));
+    mMaster.GiveBack(held);
+}
+
 TEST_F(MasterRetryTest, EmptyPoolOnARepetitionKeepsTheResultBefore) {
     std::vector<Packet*> held;
     mClock.At(100, [&] { held = mMaster.DrainPool(); });

@@ -96,6 +96,14 @@ TEST_F(MasterWaitTest, HeartbeatDoesNotEndTheWaitButIsPassedOn) {
     EXPECT_FALSE(mMaster.mIsCarrierAlive);
 }
 
+TEST_F(MasterWaitTest, HeartbeatIsToldWhateverTheVerbosity) {
+    VeltrixErrorLog::gVerbosity = -1;
+    mSerial.Feed(kAlive);
+    mSerial.Feed(kAck);
+    EXPECT_EQ(Wait(CommCommands_EnetUp, 200), commError_None);
+    EXPECT_EQ(mConsole.Take(), "Rx heartbeat/alive while waiting for ack\n");
+}
+
 TEST_F(MasterWaitTest, AnyOtherFrameIsToldAndPassedOn) {
     VeltrixErrorLog::gVerbosity = -1;
     mSerial.Feed({0x0A, 0x0A, 0x01, 0x00, 0x4A, 0xD2, 0x01, 0xE1, 0xF1});
