@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
 #include <thread>
 
 namespace {
@@ -288,15 +289,25 @@ TEST_F(FirmwareUpdateTest, ALifeSignThatComesWithTheApplysAnswerDoesNotCount) {
 }
 
 TEST_F(FirmwareUpdateTest, TheFileIsClosedBeforeAnythingIsSent) {
-    bool isOpen = false;
-    mOnFrame = [&](const Bytes&) {
-        for (const auto& descriptor : std::filesystem::directory_iterator("/proc/self/fd")) {
+    WriteImage({7, 8, 9});
+    const auto image = std::filesystem::canonical(ImagePath());
+    const auto isOpen = [&] {
+        const std::filesystem::directory_iterator descriptors("/proc/self/fd");
+        return std::any_of(begin(descriptors), end(descriptors), [&](const auto& descriptor) {
             std::error_code error;
-            isOpen = isOpen || std::filesystem::read_symlink(descriptor.path(), error) == ImagePath();
-        }
+            return std::filesystem::read_symlink(descriptor.path(), error) == image;
+        });
     };
-    Update();
-    EXPECT_FALSE(isOpen);
+    {
+        const std::ifstream held(ImagePath());
+        ASSERT_TRUE(isOpen()) << "the search does not find what is open";
+    }
+    ASSERT_FALSE(isOpen());
+    bool wasOpen = false;
+    mOnFrame = [&](const Bytes&) { wasOpen = wasOpen || isOpen(); };
+    Announce(kAppFile, 3);
+    EXPECT_FALSE(wasOpen);
+    EXPECT_EQ(mLine.Count(kApply), 1U);
 }
 
 TEST_F(FirmwareUpdateTest, AFileThatIsGoneWhenItShouldBeDeletedIsAWarning) {
