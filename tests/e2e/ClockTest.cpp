@@ -6,6 +6,7 @@
 
 namespace {
 
+using simulator::ScriptedFault;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -88,6 +89,27 @@ INSTANTIATE_TEST_SUITE_P(ClockTest, NoTimeTest,
                                          NoTimeCase{"Year2100", {100, 3, 4, 5, 6, 7, 0, 0}, R"({"Core":1})"},
                                          NoTimeCase{"Millisecond1000", {25, 3, 4, 5, 6, 7, 0xE8, 3}, R"({"Core":1})"}),
                          [](const auto& test) { return test.param.name; });
+
+// An Ack that was meant for another command has no payload.
+TEST_F(ClockTest, AnAckWithoutVoltageOrTimeIsTakenForNeitherAndNotAskedForAgain) {
+    Machine& machine = BootMachine(WithClock(kMarch2025, R"({"Core":1})"));
+    for (const std::uint8_t request : {simulator::command::kGetVBat, simulator::command::kGetRtc}) {
+        ScriptedFault empty;
+        empty.what = ScriptedFault::What::OtherCommand;
+        empty.command = request;
+        empty.code = simulator::command::kAck;
+        machine.Carrier().Faults().Script(empty);
+    }
+    machine.Carrier().SendHeartbeat();
+    machine.Bus().Await("carrier_info");
+    machine.FlushBus();
+    EXPECT_EQ(machine.Log().Count("[error] Unable to process VBat"), 1U);
+    EXPECT_EQ(machine.Bus().Count("device_settings"), 0U);
+    EXPECT_EQ(machine.Bus().Count("time_sync"), 0U);
+    EXPECT_THAT(machine.Files().ClockSettings(), IsEmpty());
+    EXPECT_EQ(machine.Line().Count("0A 0D 00 00 DF 0F"), 1U);
+    EXPECT_EQ(machine.Line().Count("0A 0F 00 00 6A B7"), 1U);
+}
 
 TEST_F(ClockTest, ABatteryVoltageThatIsNoNumberIsNotPublished) {
     MachineOptions options;
