@@ -89,4 +89,43 @@ TEST_F(Wire, AcknowledgesWhatItReceives) {
     EXPECT_EQ(mBroker.ReadPacket(), std::string("\xE0\x00", 2));
 }
 
+TEST_F(Wire, ASecondConnectWhileTheFirstWaitsForItsAnswerIsRefused) {
+    auto first = std::async(std::launch::async, [this] { return mClient.Connect(mBroker.Socket()); });
+    mBroker.Accept();
+    mBroker.ReadPacket();
+    EXPECT_EQ(mClient.Connect(mBroker.Socket()), -EALREADY);
+    mBroker.Write(std::string("\x20\x02\x00\x00", 4));
+    EXPECT_EQ(first.get(), 0);
+    EXPECT_EQ(mClient.Disconnect(), 0);
+}
+
+TEST_F(Wire, ASubscriptionThatIsRefusedAfterAReturnIsReportedAndKept) {
+    Connect();
+    Recorder recorder;
+    auto result = std::async(std::launch::async, [&] {
+        return mClient.Subscribe("led_settings", Recorder::Handle, &mPrototype, &recorder, false);
+    });
+    std::string request = mBroker.ReadPacket();
+    mBroker.Write(std::string("\x90\x03", 2) + request.substr(2, 2) + "\x01");
+    ASSERT_EQ(result.get(), 0);
+
+    const auto comeBack = [this](const std::string& grant) {
+        mBroker.HangUp();
+        mBroker.Accept();
+        mBroker.ReadPacket();
+        mBroker.Write(std::string("\x20\x02\x00\x00", 4));
+        const std::string again = mBroker.ReadPacket();
+        EXPECT_EQ(again.substr(4), std::string("\x00\x0Cled_settings\x01", 15));
+        mBroker.Write(std::string("\x90\x03", 2) + again.substr(2, 2) + grant);
+    };
+    comeBack("\x80");
+    EXPECT_TRUE(WaitUntil([this] {
+        return Log().find("refuses \"led_settings\" since it came back") != std::string::npos;
+    })) << Log();
+    comeBack("\x01");
+    mBroker.Write(std::string("\x32\x12\x00\x0Cled_settings\x12\x34{}", 20));
+    EXPECT_TRUE(recorder.WaitFor(1)) << "it was asked for again at the next return";
+    EXPECT_EQ(mClient.Disconnect(), 0);
+}
+
 }  // namespace
