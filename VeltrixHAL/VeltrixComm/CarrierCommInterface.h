@@ -139,9 +139,6 @@ protected:
     bool WaitUntilCarrierIsBack();
     void SendUpdatePhase(FirmwareUpdateState_e phase);
 
-    // Stored configuration.
-    void WriteStoredConfig();
-
     void SendAck();
 
     EventClient mClient;
