@@ -32,6 +32,7 @@ TEST_F(StartTest, AnnouncesItselfInOrder) {
          "[info] Got identity - serial: SN-0042. machine_type : Strovanel 9 from /Veltrix/identity.config",
          "[info] Connected to internal server at /var/veltrix.unix"});
     EXPECT_THAT(machine.Line().Frames(), ElementsAre()) << "the carrier speaks first";
+    EXPECT_FALSE(machine.Out().Has("configBuffer:")) << "the settings are nobody's business";
 
     EXPECT_EQ(machine.Stop(), 0);
     EXPECT_TRUE(WaitUntil([&] {

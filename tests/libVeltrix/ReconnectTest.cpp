@@ -150,6 +150,49 @@ TEST_F(Reconnect, PausesDoubleFromOneSecond) {
     EXPECT_EQ(client.Disconnect(), 0);
 }
 
+TEST_F(Reconnect, PausesStartAnewOnceTheBrokerWasThere) {
+    FakeBroker broker;
+    EventClient client("client");
+    auto result = std::async(std::launch::async, [&] { return client.Connect(broker.Socket()); });
+    broker.Accept();
+    Greet(broker);
+    ASSERT_EQ(result.get(), 0);
+    broker.HangUp();
+    broker.Accept();  // after 1 s, in vain
+    broker.HangUp();
+    broker.Accept();  // after 2 s
+    Greet(broker);
+    ASSERT_TRUE(WaitUntil([this] { return CountInLog("Reconnected to the broker at") == 1; }));
+    const auto lost = Clock::now();
+    broker.HangUp();
+    broker.Accept();
+    EXPECT_GE(Clock::now() - lost, 950ms);
+    EXPECT_LT(Clock::now() - lost, 1900ms);
+    EXPECT_EQ(client.Disconnect(), 0);
+}
+
+TEST_F(Reconnect, PausesGrowToTenSecondsAndNoFurther) {
+    FakeBroker broker;
+    EventClient client("client");
+    auto result = std::async(std::launch::async, [&] { return client.Connect(broker.Socket()); });
+    broker.Accept();
+    Greet(broker);
+    ASSERT_EQ(result.get(), 0);
+    broker.HangUp();
+    for (int attempt = 0; attempt < 4; ++attempt) {  // 1, 2, 4 and 8 s
+        broker.Accept();
+        broker.HangUp();
+    }
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        const auto lost = Clock::now();
+        broker.Accept();
+        EXPECT_GE(Clock::now() - lost, 9900ms);
+        EXPECT_LT(Clock::now() - lost, 13s);
+        broker.HangUp();
+    }
+    EXPECT_EQ(client.Disconnect(), 0);
+}
+
 TEST_F(Reconnect, WhatWasNotAcknowledgedIsSentAgain) {
     FakeBroker broker;
     EventClient client("client");

@@ -8,6 +8,7 @@ enum MachineFaultSlot {
     MachineFaultSlot_RefusedWrites,  // as many coming writes to a terminal fail with EAGAIN
     MachineFaultSlot_IsDiskFull,     // writing to a file below VELTRIX_ROOT/Veltrix fails with ENOSPC
     MachineFaultSlot_IsReadOnly,     // changing anything below VELTRIX_ROOT/Veltrix fails with EROFS
+    MachineFaultSlot_IsForkRefused,  // no new process: EAGAIN
     MachineFaultSlot_Hits,           // how many calls have suffered from one of these, the clock aside
     MachineFaultSlot_Count
 };

@@ -158,6 +158,11 @@ INTERCEPTOR int mkdir(const char* path, mode_t mode) {
     return IsRefused(path) && stat(path, &status) != 0 ? Suffer(EROFS) : next(path, mode);
 }
 
+INTERCEPTOR pid_t fork(void) {
+    NEXT(fork)
+    return Slot(MachineFaultSlot_IsForkRefused) != 0 ? Suffer(EAGAIN) : next();
+}
+
 INTERCEPTOR int clock_gettime(clockid_t clock, struct timespec* time) {
     NEXT(clock_gettime)
     const int result = next(clock, time);

@@ -24,6 +24,8 @@ public:
     void FillDisk(bool isFull) { Set(MachineFaultSlot_IsDiskFull, isFull ? 1 : 0); }
     void ProtectDisk(bool isReadOnly) { Set(MachineFaultSlot_IsReadOnly, isReadOnly ? 1 : 0); }
 
+    void RefuseForks(bool isRefused) { Set(MachineFaultSlot_IsForkRefused, isRefused ? 1 : 0); }
+
     // Calls that suffered so far.
     std::int64_t Hits() const;
 
