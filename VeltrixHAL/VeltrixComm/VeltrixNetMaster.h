@@ -107,6 +107,8 @@ public:
 protected:
     static constexpr unsigned int kMaxFramePayload = 1024;
 
+    // Takes the read mutex; false when the process stops before it can be had.
+    bool TakeLine(std::unique_lock<std::mutex>& line);
     // An attempt at one chunk; with an empty pool nothing is sent and the previous result stands.
     e_commError SendChunk(CommCommands_t command, unsigned int total, unsigned int remaining,
                           const unsigned char* chunk, unsigned short timeoutMs, e_commError previous);
@@ -121,8 +123,9 @@ protected:
     PacketFramer mFramer;
     veltrixNetBusinessUnit_e mBusinessUnit;
     veltrixNetProductId_e mProductId;
-    std::mutex mSerialReadMutex;   // the framer's receiving side, for the whole of a wait
-    std::mutex mSerialWriteMutex;  // the transmission of one frame
+    std::mutex mSerialReadMutex;          // the framer's receiving side, for the whole of a wait
+    std::mutex mSerialWriteMutex;         // the transmission of one frame
+    std::atomic<int> mWaitingForLine{0};  // threads that want the read mutex
 
     // The periods of the protocol family. This end is driven by the carrier's heartbeats and uses none of them.
     static constexpr ms_t s_queryPeriod = 1000;

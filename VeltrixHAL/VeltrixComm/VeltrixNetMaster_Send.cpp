@@ -16,7 +16,7 @@ namespace {
 constexpr unsigned int kAttempts = 3;
 constexpr std::uint32_t kPauseAfterRefusalUs = 13000;
 constexpr unsigned short kRequestTimeoutMs = 200;
-constexpr std::chrono::milliseconds kLockPoll{1};
+constexpr std::chrono::milliseconds kLinePoll{1};
 
 bool IsWaitedFor(CommCommands_t command) {
     return command != CommCommands_Ack && command != CommCommands_Nack;
@@ -29,18 +29,6 @@ void PauseBeforeRetry(e_commError result) {
     }
 }
 
-// False when the process stops before the lock can be had: its holder may be telling the bus what it was just answered,
-// and the broker not be listening.
-bool LockUnlessStopped(std::unique_lock<std::mutex>& lock) {
-    while (!lock.try_lock()) {
-        if (!gKeepRunning) {
-            return false;
-        }
-        std::this_thread::sleep_for(kLockPoll);
-    }
-    return true;
-}
-
 template <typename Output>
 void FormatCommandString(Output output, CommCommands_t command, unsigned int total, unsigned int remaining) {
     output = fmt::format_to(output, "{}", GetCommandText(command));
@@ -50,6 +38,25 @@ void FormatCommandString(Output output, CommCommands_t command, unsigned int tot
 }
 
 }  // namespace
+
+// Whoever waits is let in before the next frame of somebody else's long payload. A wait ends with the process, since
+// the holder may be telling the bus what it was just answered, and the broker not be listening.
+bool VeltrixNetMaster::TakeLine(std::unique_lock<std::mutex>& line) {
+    if (mWaitingForLine > 0) {
+        std::this_thread::sleep_for(2 * kLinePoll);
+    }
+    if (line.try_lock()) {
+        return true;
+    }
+    ++mWaitingForLine;
+    bool isTaken = false;
+    while (!isTaken && gKeepRunning) {
+        std::this_thread::sleep_for(kLinePoll);
+        isTaken = line.try_lock();
+    }
+    --mWaitingForLine;
+    return isTaken;
+}
 
 std::string VeltrixNetMaster::GetCommandString(CommCommands_t command, unsigned int total, unsigned int remaining) {
     std::string text;
@@ -103,7 +110,7 @@ e_commError VeltrixNetMaster::SendCommand(CommCommands_t command, unsigned int l
 e_commError VeltrixNetMaster::SendChunk(CommCommands_t command, unsigned int total, unsigned int remaining,
                                         const unsigned char* chunk, unsigned short timeoutMs, e_commError previous) {
     std::unique_lock reading(mSerialReadMutex, std::defer_lock);
-    if (IsWaitedFor(command) && !LockUnlessStopped(reading)) {
+    if (IsWaitedFor(command) && !TakeLine(reading)) {
         return commError_Timeout;
     }
     Packet* packet = mPacketPool.TakeFirst();
@@ -145,7 +152,7 @@ e_commError VeltrixNetMaster::SendRequest(CommCommands_t command, unsigned char*
             PauseBeforeRetry(result);
         }
         std::unique_lock reading(mSerialReadMutex, std::defer_lock);
-        if (!LockUnlessStopped(reading)) {
+        if (!TakeLine(reading)) {
             return commError_Timeout;
         }
         Packet* packet = mPacketPool.TakeFirst();

@@ -29,6 +29,7 @@ public:
     using VeltrixNetMaster::mRawPackets;
     using VeltrixNetMaster::mSerialReadMutex;
     using VeltrixNetMaster::mSerialWriteMutex;
+    using VeltrixNetMaster::mWaitingForLine;
 
     explicit LinkMaster(IBufferedSerial& serial)
         : VeltrixNetMaster(serial, VeltrixNetBusinessUnit_Quasky, VeltrixNetProductId_Kestrum,

@@ -1,4 +1,5 @@
 // Which lock is held when. The other end of the port looks while a frame is being written.
+#include "tests/support/WaitUntil.h"
 #include "tests/unit/VeltrixHAL/Link/LinkMaster.h"
 
 #include <mutex>
@@ -56,6 +57,27 @@ TEST_F(MasterLockTest, PauseBeforeARepetitionHoldsNoLock) {
     }
     EXPECT_EQ(mMaster.SendCommand(CommCommands_EnetUp, 0, nullptr, 200), commError_Nack);
     EXPECT_THAT(readIsFree, ElementsAre(true, true));
+}
+
+TEST_F(MasterLockTest, ALongPayloadLetsOthersInBetweenItsFrames) {
+    constexpr unsigned int kFrames = 300;
+    const Bytes payload = FrameBuilder::Ramp(kFrames * 1024);
+    AnswerEveryFrame(kAck);
+    std::thread other;
+    mMaster.onResponse = [&](Packet&, CommCommands_t sent) {
+        if (sent == CommCommands_FileTransferPacket && !other.joinable()) {
+            other = std::thread([&] { mMaster.SendCommand(CommCommands_WiFiUp, 0, nullptr, 200); });
+            EXPECT_TRUE(WaitUntil([&] { return mMaster.mWaitingForLine == 1; }));
+        }
+        return commError_None;
+    };
+    EXPECT_EQ(mMaster.SendCommand(CommCommands_FileTransferPacket, kFrames * 1024, payload.data(), 5100),
+              commError_None);
+    ASSERT_TRUE(other.joinable());
+    other.join();
+    EXPECT_EQ(mMaster.responses.size(), kFrames + 1U);
+    EXPECT_NE(mMaster.responses.back().sent, CommCommands_WiFiUp) << "it had to wait for the whole file";
+    EXPECT_EQ(mMaster.mWaitingForLine, 0);
 }
 
 TEST_F(MasterLockTest, WaitHoldsOnlyTheReadLock) {

@@ -72,6 +72,16 @@ TEST_F(MasterStopTest, LongWaitStillTakesAnAnswerWithinTheSecond) {
     EXPECT_EQ(Send(5000), commError_None);
 }
 
+TEST_F(MasterStopTest, AnAnswerThatHasComeCountsHoweverOldTheWait) {
+    AnswerEveryFrame(kAck, 3000);
+    mMaster.onResponse = [](Packet&, CommCommands_t) {
+        gKeepRunning = false;
+        return commError_None;
+    };
+    EXPECT_EQ(Send(5000), commError_None);
+    EXPECT_THAT(mLog.Take(), IsEmpty());
+}
+
 TEST_F(MasterStopTest, HeartbeatsDoNotProlongALongWait) {
     gKeepRunning = false;
     for (std::uint32_t at = 0; at < 5000; at += 10) {
