@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr std::chrono::seconds kLimit{20};
+constexpr std::chrono::seconds kLimit{60};  // a computer that is busy with something else may let a broker wait long
 
 void InitialiseLibrary() {
     static std::once_flag once;
