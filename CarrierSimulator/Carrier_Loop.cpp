@@ -38,7 +38,8 @@ void Carrier::Run() {
         items.clear();
         if (mReceivePacer.IsPaced()) {
             SleepUntil(mReceivePacer.FreeAt());
-            mIsFollowing = mLine.HasData();
+            // Only behind bytes of this round: what comes while nothing was on the wire begins when it comes.
+            mIsFollowing = readiness == CarrierLine::Readiness::Data && mLine.HasData();
         }
         RunTimers(Clock::now());
         DeliverEvents();
