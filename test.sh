@@ -15,7 +15,8 @@ Installs the packages that are missing, builds the tree and runs all of its test
   --tsan       the same tests under the thread sanitizer (clang)
   --coverage   the same tests, then the line coverage of each folder
   --lint       no tests: format of every C++ file, clang-tidy, shellcheck; a finding is an error
-  --jobs N     tests (or clang-tidy runs) at a time; tests mostly wait, so the default is four for each core
+  --jobs N     tests (or clang-tidy runs) at a time; tests mostly wait, so the default is four for each core, three
+               under a sanitizer
   -R, -E       only, or not, the tests whose names match
   -L, -LE      only, or not, the tests with a matching label
   --help       this text
@@ -78,8 +79,10 @@ Configure "$mode" | tail -n 3
 
 Heading "Testing ($mode)"
 [[ $mode != coverage ]] || find build/coverage -name '*.gcda' -delete
+perCore=4
+[[ $mode != asan && $mode != tsan ]] || perCore=3
 status=0
-"${launcher[@]}" ctest --preset "$mode" --parallel "${jobs:-$((4 * cores))}" "${filters[@]}" || status=1
+"${launcher[@]}" ctest --preset "$mode" --parallel "${jobs:-$((perCore * cores))}" "${filters[@]}" || status=1
 
 if [[ $mode == coverage ]]; then
     scripts/coverage.sh build/coverage || status=1
