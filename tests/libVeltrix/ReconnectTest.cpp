@@ -131,13 +131,17 @@ void Greet(FakeBroker& broker) {
     broker.Write(std::string("\x20\x02\x00\x00", 4));
 }
 
-TEST_F(Reconnect, PausesDoubleFromOneSecond) {
-    FakeBroker broker;
-    EventClient client("client");
+void ConnectTo(FakeBroker& broker, EventClient& client) {
     auto result = std::async(std::launch::async, [&] { return client.Connect(broker.Socket()); });
     broker.Accept();
     Greet(broker);
     ASSERT_EQ(result.get(), 0);
+}
+
+TEST_F(Reconnect, PausesDoubleFromOneSecond) {
+    FakeBroker broker;
+    EventClient client("client");
+    ConnectTo(broker, client);
     auto lost = Clock::now();
     broker.HangUp();
     for (const auto pause : {1000ms, 2000ms, 4000ms}) {
@@ -153,10 +157,7 @@ TEST_F(Reconnect, PausesDoubleFromOneSecond) {
 TEST_F(Reconnect, PausesStartAnewOnceTheBrokerWasThere) {
     FakeBroker broker;
     EventClient client("client");
-    auto result = std::async(std::launch::async, [&] { return client.Connect(broker.Socket()); });
-    broker.Accept();
-    Greet(broker);
-    ASSERT_EQ(result.get(), 0);
+    ConnectTo(broker, client);
     broker.HangUp();
     broker.Accept();  // after 1 s, in vain
     broker.HangUp();
@@ -174,10 +175,7 @@ TEST_F(Reconnect, PausesStartAnewOnceTheBrokerWasThere) {
 TEST_F(Reconnect, PausesGrowToTenSecondsAndNoFurther) {
     FakeBroker broker;
     EventClient client("client");
-    auto result = std::async(std::launch::async, [&] { return client.Connect(broker.Socket()); });
-    broker.Accept();
-    Greet(broker);
-    ASSERT_EQ(result.get(), 0);
+    ConnectTo(broker, client);
     broker.HangUp();
     for (int attempt = 0; attempt < 4; ++attempt) {  // 1, 2, 4 and 8 s
         broker.Accept();
@@ -196,10 +194,7 @@ TEST_F(Reconnect, PausesGrowToTenSecondsAndNoFurther) {
 TEST_F(Reconnect, WhatWasNotAcknowledgedIsSentAgain) {
     FakeBroker broker;
     EventClient client("client");
-    auto result = std::async(std::launch::async, [&] { return client.Connect(broker.Socket()); });
-    broker.Accept();
-    Greet(broker);
-    ASSERT_EQ(result.get(), 0);
+    ConnectTo(broker, client);
     ASSERT_EQ(client.Publish("t", Numbered(1)), 0);
     const std::string first = broker.ReadPacket();
     broker.HangUp();
