@@ -31,8 +31,8 @@ public:
     virtual std::string ToJson() const noexcept;
 
     // Reads one JSON object and white space around it. True when every field that is not optional was present and none
-    // was ill-formed. What could be read stays and other fields keep their values; unknown fields are ignored. A text that
-    // is no JSON object changes nothing. Numbers pass through a double: whole ones must not lie beyond 2^53.
+    // was ill-formed. What could be read stays and other fields keep their values; unknown fields are ignored. A text
+    // that is no JSON object changes nothing. Numbers pass through a double: whole ones must not lie beyond 2^53.
     virtual bool FromJson(const std::string& text);
 
     // FromJson that also says what was wrong.
