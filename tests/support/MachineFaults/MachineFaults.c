@@ -20,7 +20,7 @@
 #define INTERCEPTOR __attribute__((visibility("default")))
 // The same call of the next library. ISO C has no conversion from what dlsym gives to a function.
 #define NEXT(name)                                              \
-    static __typeof__(&name) next;                              \
+    static __typeof__(&(name)) next;                            \
     if (next == NULL) {                                         \
         void* const found = dlsym(RTLD_NEXT, #name);            \
         memcpy((void*)&next, (const void*)&found, sizeof next); \
