@@ -17,6 +17,7 @@
 
 #include <chrono>
 #include <cmath>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
@@ -125,9 +126,14 @@ void MeasureXmodem(const std::string& image, unsigned int baud) {
     }
     const auto start = Clock::now();
     const pid_t sender = StartOnLine({"sx", "-k", "-b", "-q", sent}, cable.Left());
-    const bool wasSent = sender > 0 && EndedWell(sender);
     const bool wasReceived = EndedWell(receiver);
     const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
+    // The receiver's last answer may be flushed away at its end, and the sender wait for it for minutes.
+    const bool wasSent = sender > 0;
+    if (wasSent) {
+        ::kill(sender, SIGTERM);
+        ::waitpid(sender, nullptr, 0);
+    }
     std::ifstream file(received, std::ios::binary);
     const std::string content((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
     if (!wasSent || !wasReceived || content.compare(0, image.size(), image) != 0) {
