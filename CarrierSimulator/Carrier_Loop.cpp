@@ -105,6 +105,9 @@ void Carrier::TakeItem(const LineItem& item) {
         for (const LineItem& each : heard) {
             Hear(each);
         }
+        if (part.isRestartBehind) {
+            BeginRestart(Clock::now(), mOptions.restartTime);
+        }
     }
     mChanged.notify_all();
     DeliverEvents();

@@ -60,19 +60,9 @@ void FaultInjector::SetRates(Direction direction, const FaultRates& rates) {
     LineOf(direction).rates = rates;
 }
 
-FaultRates FaultInjector::Rates(Direction direction) const {
-    const std::lock_guard lock(mMutex);
-    return LineOf(direction).rates;
-}
-
 void FaultInjector::Script(const ScriptedFault& fault) {
     const std::lock_guard lock(mMutex);
     mScripts.push_back(fault);
-}
-
-void FaultInjector::ClearScripts() {
-    const std::lock_guard lock(mMutex);
-    mScripts.clear();
 }
 
 void FaultInjector::Clear() {
@@ -154,6 +144,12 @@ std::vector<LinePart> FaultInjector::ApplyScripted(Line& line, const ScriptedFau
             ++line.counts.cut;
             part.bytes.resize(std::min<std::size_t>(fault.code, frame.size()));
             part.isDamaged = part.bytes.size() < frame.size();
+            return {part};
+        case ScriptedFault::What::Restart:
+            ++line.counts.cut;
+            part.bytes.resize(std::min<std::size_t>(fault.code, frame.size() - 1));
+            part.isDamaged = true;
+            part.isRestartBehind = true;
             return {part};
         case ScriptedFault::What::Duplicate:
             ++line.counts.duplicated;

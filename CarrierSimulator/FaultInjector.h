@@ -25,8 +25,8 @@ struct FaultRates {
     double duplicate = 0;  // comes twice
     double delay = 0;      // comes `delayTime` late
     double noise = 0;      // 1 to 16 invented bytes before it
+    double forge = 0;      // a frame before it that nobody sent, one CRC of which is wrong
     Milliseconds delayTime{50};
-    double forge = 0;  // a frame before it that nobody sent, one CRC of which is wrong
 
     bool IsClean() const { return drop + corrupt + cut + duplicate + delay + noise + forge <= 0; }
 };
@@ -43,6 +43,7 @@ struct ScriptedFault {
         Corrupt,       // one bit flipped
         Half,          // only its first half
         Cut,           // only its first `code` bytes
+        Restart,       // Received only: the carrier restarts behind `code` bytes of it, at the latest before its last
         Duplicate,     // twice
         Late,          // `delay` late
         ByteByByte,    // with a pause of `delay` (1 ms if 0) between its bytes
@@ -65,6 +66,7 @@ struct LinePart {
     Milliseconds delay{0};
     Milliseconds pausePerByte{0};
     bool isDamaged = false;
+    bool isRestartBehind = false;  // of the carrier, once it has heard this
 };
 
 // What faults did, for statistics.
@@ -87,10 +89,8 @@ public:
     explicit FaultInjector(uint64_t seed);
 
     void SetRates(Direction direction, const FaultRates& rates);
-    FaultRates Rates(Direction direction) const;
 
     void Script(const ScriptedFault& fault);
-    void ClearScripts();
 
     // Clean line from now on: no rates, no scripts.
     void Clear();

@@ -57,6 +57,21 @@ TEST_F(CarrierFaultTest, LostFrameIsNotHeard) {
     EXPECT_EQ(mCarrier->Statistics().bytesReceived, 6U);
 }
 
+// As after power-on: what it heard of the frame is forgotten, the rest is not heard, and the next one is whole again.
+TEST_F(CarrierFaultTest, RestartsInTheMiddleOfAFrame) {
+    Begin({.restartTime = 20ms});
+    Exchange(kWifiUp, kAckBytes);
+    for (std::uint8_t bytes = 0; bytes < 6; ++bytes) {
+        mCarrier->Faults().Script({.where = Where::Received, .what = What::Restart, .code = bytes});
+        Exchange(kWifiUp, "0A 09 06 00 E8 BE 08 00 00 00 00 00 D6 D7");
+        EXPECT_FALSE(IsWifiOn());
+        EXPECT_EQ(mCarrier->State().restarts, bytes + 1U);
+        EXPECT_EQ(mCarrier->ReceivedCount(), bytes + 1U) << "nothing of it";
+        Exchange(kWifiUp, kAckBytes);
+        EXPECT_TRUE(IsWifiOn());
+    }
+}
+
 TEST_F(CarrierFaultTest, AnswersComeDoubledHalfSlowOrAsSomethingElse) {
     Begin();
     mCarrier->Faults().Script({.what = What::Duplicate});
@@ -170,7 +185,7 @@ TEST_F(CarrierFaultTest, WholeCopiesAndTheirRefusalsAreCounted) {
 
 TEST_F(CarrierFaultTest, NoisyLineDoesNotStopTheCarrier) {
     CarrierOptions options;
-    const FaultRates rates{0.1, 0.1, 0.1, 0.1, 0.1, 0.1, 2ms};
+    const FaultRates rates{0.1, 0.1, 0.1, 0.1, 0.1, 0.1, 0, 2ms};
     options.receiveFaults = rates;
     options.sendFaults = rates;
     options.gaps = {20ms, 2ms};

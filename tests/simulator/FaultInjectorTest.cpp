@@ -46,7 +46,7 @@ TEST(FaultInjector, LeavesFramesAloneWithoutFaults) {
 }
 
 TEST(FaultInjector, SameSeedGivesSameFaultsAndAnotherSeedOthers) {
-    const FaultRates rates{0.2, 0.2, 0.2, 0.2, 0.2, 0.2, 10ms};
+    const FaultRates rates{0.2, 0.2, 0.2, 0.2, 0.2, 0.2, 0, 10ms};
     FaultInjector first(42);
     FaultInjector second(42);
     FaultInjector other(43);
@@ -63,7 +63,7 @@ TEST(FaultInjector, SameSeedGivesSameFaultsAndAnotherSeedOthers) {
 
 TEST(FaultInjector, RatesAreKept) {
     FaultInjector injector(7);
-    injector.SetRates(Direction::Sent, FaultRates{0.1, 0, 0, 0, 0, 0, 0ms});
+    injector.SetRates(Direction::Sent, FaultRates{.drop = 0.1});
     RunFrames(injector, Direction::Sent, 10000);
     // Four standard deviations around 1000.
     EXPECT_NEAR(static_cast<double>(injector.Counts(Direction::Sent).dropped), 1000, 120);
@@ -175,6 +175,11 @@ TEST(FaultInjector, ScriptedShapesAreExact) {
     ASSERT_EQ(cut.size(), 1U);
     EXPECT_EQ(cut[0].bytes, (Bytes{0x0A, 0x23}));
     EXPECT_TRUE(cut[0].isDamaged);
+    const auto restart = injector.ApplyToAnswer({.what = What::Restart, .code = 3}, kFrame);
+    ASSERT_EQ(restart.size(), 1U);
+    EXPECT_EQ(restart[0].bytes, (Bytes{0x0A, 0x23, 3}));
+    EXPECT_TRUE(restart[0].isRestartBehind);
+    EXPECT_EQ(injector.ApplyToAnswer({.what = What::Restart, .code = 255}, kFrame)[0].bytes.size(), kFrame.size() - 1);
     const auto slow = injector.ApplyToAnswer({.what = What::ByteByByte, .delay = 4ms}, kFrame);
     ASSERT_EQ(slow.size(), 1U);
     EXPECT_EQ(slow[0].pausePerByte, 4ms);
