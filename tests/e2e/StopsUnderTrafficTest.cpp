@@ -1,10 +1,13 @@
 // The process ends while its threads still run. Two hundred ends, each in the midst of traffic on the bus and the line.
 #include <csignal>
+#include <iostream>
 #include <memory>
 #include <random>
 #include <thread>
 
 #include "CarrierSimulator/Carrier.h"
+#include "tests/e2e/Campaign/CampaignSeeds.h"
+#include "tests/e2e/Campaign/Chance.h"
 #include "tests/e2e/Harness/EndToEndTest.h"
 #include "tests/support/BusProbe.h"
 
@@ -16,7 +19,8 @@ using std::chrono::steady_clock;
 constexpr std::size_t kSideBySide = 25;
 constexpr int kRounds = 2;
 constexpr milliseconds kLongestStop{6000};
-constexpr milliseconds kLongestTraffic{1500};
+constexpr std::size_t kLongestTrafficMs = 1500;
+constexpr std::uint64_t kParts = 4;
 constexpr milliseconds kTrafficPeriod{10};
 
 // A process with a carrier of its own, on a bus that it shares.
@@ -43,7 +47,7 @@ struct Station {
     steady_clock::time_point stopped;
 };
 
-class StopsUnderTrafficTest : public testing::TestWithParam<unsigned int> {
+class StopsUnderTrafficTest : public testing::TestWithParam<std::uint64_t> {
 protected:
     void SendTraffic(const std::vector<std::unique_ptr<Station>>& stations) {
         mProbe.PublishLater("weld_trace_data", R"({"sequence":1,"data":{"amps":1,"volts":2,"wfs":3}})");
@@ -58,16 +62,15 @@ protected:
         carrier.SendRaw({0x0A, 0x01, 0x00, 0x00, 0x00, 0x00});
     }
 
-    void RunRound(std::mt19937& random) {
+    void RunRound(Chance& chance) {
         std::vector<std::unique_ptr<Station>> stations;
         for (std::size_t i = 0; i < kSideBySide; ++i) {
             stations.push_back(std::make_unique<Station>(mBroker.Socket()));
         }
         mReady += kSideBySide;
         ASSERT_TRUE(mProbe.WaitFor("process_ready", mReady, std::chrono::seconds(60)));
-        std::uniform_int_distribution<int> delay(0, static_cast<int>(kLongestTraffic.count()));
         for (const auto& station : stations) {
-            station->stopAt = steady_clock::now() + milliseconds(delay(random));
+            station->stopAt = steady_clock::now() + milliseconds(chance.Below(kLongestTrafficMs));
         }
         std::size_t left = stations.size();
         while (left > 0) {
@@ -108,15 +111,19 @@ protected:
     std::size_t mPass = 0;
 };
 
+// Each part draws by seeds of its own.
 TEST_P(StopsUnderTrafficTest, EndWithStatusZero) {
-    SCOPED_TRACE("seed " + std::to_string(GetParam()));
-    std::mt19937 random(GetParam());
     mProbe.Subscribe("process_ready");
-    for (int round = 0; round < kRounds; ++round) {
-        RunRound(random);
+    for (const std::uint64_t first : CampaignSeeds(std::random_device{}(), 1)) {
+        std::cout << "VELTRIX_CAMPAIGN_SEED=" << first << std::endl;
+        SCOPED_TRACE("VELTRIX_CAMPAIGN_SEED=" + std::to_string(first));
+        Chance chance(kParts * first + GetParam());
+        for (int round = 0; round < kRounds; ++round) {
+            RunRound(chance);
+        }
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(FiftyEach, StopsUnderTrafficTest, testing::Values(11U, 22U, 33U, 44U));
+INSTANTIATE_TEST_SUITE_P(FiftyEach, StopsUnderTrafficTest, testing::Range<std::uint64_t>(0, kParts));
 
 }  // namespace
