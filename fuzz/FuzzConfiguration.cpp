@@ -1,5 +1,5 @@
 // The settings store: a file, then a sequence of operations, each compared with a plain model; what is saved is what is
-// read.
+// read, be it an object, a list or a single value.
 //
 //   up to 0xFF        the settings file; "-" for none
 //   up to 0xFF        the file that is merged
@@ -64,14 +64,16 @@ bool IsSameKey(const cJSON* one, const cJSON* other) {
                                                               : std::strcmp(one->string, other->string) == 0;
 }
 
+// What was set on a list is saved without its key, and what was set on a single value is not saved.
 bool AreReadBack(const cJSON* saved, const cJSON* read) {
     if (!IsReadBack(saved, read)) {
         return false;
     }
-    const cJSON* left = saved->child;
+    const bool isObject = cJSON_IsObject(saved) != 0;
+    const cJSON* left = isObject || cJSON_IsArray(saved) != 0 ? saved->child : nullptr;
     const cJSON* right = read->child;
     for (; left != nullptr && right != nullptr; left = left->next, right = right->next) {
-        if (!IsSameKey(left, right) || !AreReadBack(left, right)) {
+        if ((isObject && !IsSameKey(left, right)) || !AreReadBack(left, right)) {
             return false;
         }
     }
@@ -129,7 +131,7 @@ public:
         }
         const ProbedConfiguration again(Fuzz::Root() + kFile, false);
         FUZZ_CHECK(again.Document() != nullptr);
-        FUZZ_CHECK(!mModel || AreReadBack(mStore.Document(), again.Document()));
+        FUZZ_CHECK(AreReadBack(mStore.Document(), again.Document()));
     }
 
 private:
@@ -147,27 +149,29 @@ private:
         return std::isfinite(number) ? number : 0.5;
     }
 
-    // Of a file that holds no object there is no model: a list or a single value has no keys.
+    // There is no model of a file that cannot be read, and of a list whose elements have no keys: nothing is found
+    // there.
     void Adopt() {
         mModel.reset();
-        if (mStore.Document() != nullptr && cJSON_IsObject(mStore.Document()) != 0) {
+        if (mStore.Document() != nullptr &&
+            (cJSON_IsObject(mStore.Document()) != 0 || mStore.Document()->child == nullptr)) {
             mModel.emplace(*mStore.Document());
         }
     }
 
     void SetText(const std::string& key, const std::string& text) {
         const bool wasThere = mStore.Set(key, text);
-        FUZZ_CHECK(!mModel || mModel->Set(key, text) == wasThere);
+        FUZZ_CHECK(wasThere == (mModel && mModel->Set(key, text)));
     }
 
     void SetNumber(const std::string& key, double number) {
         const bool wasThere = mStore.Set(key, number);
-        FUZZ_CHECK(!mModel || mModel->Set(key, number) == wasThere);
+        FUZZ_CHECK(wasThere == (mModel && mModel->Set(key, number)));
     }
 
     void SetFlag(const std::string& key, bool flag) {
         const bool wasThere = mStore.bSet(key, flag);
-        FUZZ_CHECK(!mModel || mModel->Set(key, flag ? 1.0 : 0.0) == wasThere);
+        FUZZ_CHECK(wasThere == (mModel && mModel->Set(key, flag ? 1.0 : 0.0)));
     }
 
     void Merge() {
@@ -193,7 +197,7 @@ private:
         FUZZ_CHECK(mStore.bGet(key, flag) == isNumber && (!isNumber || flag == (number != 0.0)));
         const bool isEnabled = mStore.IsEnabled(key);
         if (!mModel) {
-            FUZZ_CHECK(mStore.Document() != nullptr || (!exists && !isText && !isNumber && !isEnabled));
+            FUZZ_CHECK(!exists && !isText && !isNumber && !isEnabled);
             return;
         }
         FUZZ_CHECK(mModel->IsHeldBy(*mStore.Document()));

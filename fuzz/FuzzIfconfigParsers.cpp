@@ -1,10 +1,12 @@
 // What the machine's tools and files print, taken apart. No command is run: a stand-in for popen answers with the
-// input, and sees what would have gone to the shell.
+// input, and sees what would have gone to the shell. What is found is nothing but what stands there, and where the
+// input has the plain shape, just what a reader of that shape finds.
 //
 //   up to 0xFF   an interface name
 //   the rest     the text: a line, the output of every command, the scratch file of ifconfig and the build file
 #include "Common/Helper/CommonHelperFunctions.h"
 #include "Common/Helper/NetworkInterfaces.h"
+#include "fuzz/IfconfigReader.h"
 #include "fuzz/Support/ByteSource.h"
 #include "fuzz/Support/Check.h"
 #include "fuzz/Support/Surroundings.h"
@@ -57,6 +59,10 @@ bool IsAllowedName(const std::string& name) {
     return !name.empty() && name.size() <= 15 && std::all_of(name.begin(), name.end(), isAllowed);
 }
 
+bool Agrees(const IfconfigReader::Finding& finding, const std::string& result) {
+    return !finding || *finding == result;
+}
+
 bool HasBlank(const std::string& text) {
     return text.find_first_of(kBlanks) != std::string::npos;
 }
@@ -84,7 +90,9 @@ void CheckLine(const std::string& line) {
     const std::string mac = GetMACString(line);
     FUZZ_CHECK(!HasBlank(mac));
     FUZZ_CHECK(line.find("HWaddr " + mac) != std::string::npos || mac.empty());
+    FUZZ_CHECK(Agrees(IfconfigReader::Mac(line), mac));
     const std::string addresses = GetIPandMaskString(line);
+    FUZZ_CHECK(Agrees(IfconfigReader::AddressAndMask(line), addresses));
     if (addresses.empty()) {
         return;
     }
@@ -105,18 +113,21 @@ void CheckBuildFile(const std::string& text) {
         return;
     }
     FUZZ_CHECK(version.find('\n') == std::string::npos);
-    FUZZ_CHECK(text.find(version) != std::string::npos);
+    FUZZ_CHECK(text.find(version) != std::string::npos && Agrees(IfconfigReader::Release(text), version));
 }
 
 void CheckScratchFile(const std::string& text) {
     Fuzz::WriteRootedFile(kScratchFile, text);
     std::string eth0;
+    std::string eth1;
     std::string wlan0;
     GetIPsFromIfconfig(&eth0, nullptr, &wlan0);
+    GetIPsFromIfconfig(nullptr, &eth1, nullptr);
     const auto isPlausible = [&text](const std::string& shown, std::string_view name) {
-        return shown == "n/a" || (text.find(name) != std::string::npos && shown.find("  ") != std::string::npos);
+        const bool isFound = text.find(name) != std::string::npos && shown.find("  ") != std::string::npos;
+        return (isFound || shown == "n/a") && Agrees(IfconfigReader::Interface(text, name), shown);
     };
-    FUZZ_CHECK(isPlausible(eth0, "eth0") && isPlausible(wlan0, "wlan0"));
+    FUZZ_CHECK(isPlausible(eth0, "eth0") && isPlausible(eth1, "eth1") && isPlausible(wlan0, "wlan0"));
 }
 
 void CheckQueries(const std::string& name) {
@@ -133,9 +144,19 @@ void CheckQueries(const std::string& name) {
         return;
     }
     FUZZ_CHECK(IsMask(mask));
-    for (const std::string& text : texts) {
-        // fgets hands lines over as C texts: a zero byte hides the rest of its line.
-        FUZZ_CHECK(text == Output() || Output().find('\0') != std::string::npos);
+    FUZZ_CHECK(information.isConnected == (name.front() != '.'));
+    // fgets hands lines over as C texts: a zero byte hides the rest of its line.
+    if (Output().find('\0') != std::string::npos) {
+        return;
+    }
+    FUZZ_CHECK(std::all_of(std::begin(texts), std::end(texts), [](auto& text) { return text == Output(); }));
+    FUZZ_CHECK(Agrees(IfconfigReader::Mask(Output()), mask));
+    FUZZ_CHECK(isDynamic == (Output().find("dhcp") != std::string::npos));
+    FUZZ_CHECK(information.isUp == (Output().find("UP") != std::string::npos));
+    if (information.isConnected) {
+        const std::string bare = IfconfigReader::Bare(Output());
+        FUZZ_CHECK(information.ipAddress == bare && information.gateway == bare && information.macAddress == bare);
+        FUZZ_CHECK(information.subnetMask == mask);
     }
 }
 

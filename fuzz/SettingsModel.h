@@ -9,7 +9,7 @@ struct cJSON;
 
 class SettingsModel {
 public:
-    // The items of a document that is one JSON object, in order.
+    // The items of a document in order, each with its key: one JSON object, or a document without any items.
     explicit SettingsModel(const cJSON& document);
 
     // The same operations as the store's, with the same results; `type` is cJSON's number for it.

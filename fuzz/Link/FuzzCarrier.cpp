@@ -4,6 +4,8 @@
 #include "fuzz/Support/Check.h"
 #include "tests/unit/VeltrixHAL/Support/FrameBuilder.h"
 
+#include <pthread.h>
+
 #include <ctime>
 
 namespace {
@@ -14,11 +16,12 @@ public:
     static unsigned int StateOf(const PacketFramer& framer) { return framer.*(&FramerProbe::mState); }
 };
 
+// std::mutex leaves open what happens to the thread that tries a mutex of its own; POSIX says that it is refused.
 bool IsFree(std::mutex& mutex) {
-    if (!mutex.try_lock()) {
+    if (::pthread_mutex_trylock(mutex.native_handle()) != 0) {
         return false;
     }
-    mutex.unlock();
+    FUZZ_CHECK(::pthread_mutex_unlock(mutex.native_handle()) == 0);
     return true;
 }
 

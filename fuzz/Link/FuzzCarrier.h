@@ -15,6 +15,9 @@ public:
     // Demands that all packets are in their places and no mutex is held.
     void CheckAtRest();
 
+    // Whether the next firmware update is turned away.
+    static bool IsUpdateBarred() { return updateFileMutex.test(); }
+
     // Handed on when the frame is whole and right, which is demanded.
     void HandleReceivedPacket(Packet& packet) override;
     e_commError ProcessResponseFromCarrier(Packet& response, CommCommands_t sent, int elapsedMs) override;

@@ -97,14 +97,15 @@ void LinkRun::Operate(std::uint64_t limitMs, const std::function<void()>& operat
     mLimitUs = limitMs * 1000;
     operation();
     CheckTime();
+    mLimitUs.reset();
     mCarrier->CheckAtRest();
-    mLimitUs = 0;
+    FUZZ_CHECK(mCarrier->IsUpdateBarred() == mIsUpdateBarred);
     gKeepRunning = true;
 }
 
 void LinkRun::CheckTime() const {
     const std::uint64_t lineUs = (mPort.BytesRead() - mStartBytes) * ScriptedPort::kByteTimeUs;
-    FUZZ_CHECK(mLimitUs == 0 || FuzzClock::ElapsedUs() - mStartUs <= mLimitUs + lineUs);
+    FUZZ_CHECK(!mLimitUs || FuzzClock::ElapsedUs() - mStartUs <= *mLimitUs + lineUs);
 }
 
 // Every wait sleeps, so an operation without an end is caught here too. During an update this is also the processing

@@ -1,6 +1,6 @@
 // A machine's link on one thread: the carrier interface on a scripted port, the bus handlers, the clock. Each operation
-// is followed by the same demands: all packets in their places, no mutex held, and no more fake time used than the
-// operation's attempts and time-outs add up to.
+// is followed by the same demands: all packets in their places, no mutex held (but updates barred once a file could not
+// be read), and no more fake time used than the operation's attempts and time-outs add up to.
 #pragma once
 
 #include "fuzz/Link/FuzzCarrier.h"
@@ -10,6 +10,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 
 class LinkRun {
 public:
@@ -48,7 +49,8 @@ private:
     void StopProcess();
     void ChangeCard(Fuzz::ByteSource& source);
 
-    // Runs an operation and checks what stands above. `limitMs` is without the time that the bytes on the line take.
+    // Runs an operation and checks what stands above. `limitMs` is without the time that the bytes on the line take; 0
+    // is for what must not wait at all.
     void Operate(std::uint64_t limitMs, const std::function<void()>& operation);
     void CheckTime() const;
 
@@ -63,7 +65,8 @@ private:
     FuzzCarrier* mCarrier = nullptr;
     std::uint64_t mStartUs = 0;
     std::uint64_t mStartBytes = 0;
-    std::uint64_t mLimitUs = 0;
+    std::optional<std::uint64_t> mLimitUs;  // nothing between operations
     bool mIsUpdating = false;
+    bool mIsUpdateBarred = false;
     bool mIsPolling = false;
 };

@@ -10,6 +10,8 @@
 #include "fuzz/Support/Check.h"
 #include "fuzz/Support/Surroundings.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <array>
 #include <memory>
@@ -36,6 +38,7 @@ struct BusMessage {
     Handler handle;
     Context context;
     std::uint64_t exchanges;
+    std::uint64_t pauseMs = 0;
 };
 
 template <typename DataType>
@@ -54,7 +57,7 @@ constexpr std::array<BusMessage, 14> kMessages = {{
     {Make<TimeSyncType>, receiveTimeSync, Context::Carrier, 1},
     {Make<RequestType>, receiveHalInfoRequest, Context::Identity, 0},
     {Make<RequestType>, receiveDeviceSettingsRequest, Context::None, 0},
-    {Make<PowerDownStatus>, receivePowerDownStatus, Context::None, 0},
+    {Make<PowerDownStatus>, receivePowerDownStatus, Context::None, 0, kPowerDownMs},
     {Make<SystemHealth>, receiveSystemHealth, Context::None, 0},
     {Make<WeldTriggerStart>, receiveWeldTriggerStart, Context::None, 0},
     {Make<WeldTraceData>, receiveWeldData, Context::None, 0},
@@ -64,6 +67,14 @@ constexpr std::array<BusMessage, 14> kMessages = {{
 const std::array<std::string, 7> kFileNames = {"PreBoot.hex",    "VeltrixBoot.hex",    "VeltrixBoot_CRC.bin",
                                                "VeltrixApp.hex", "VeltrixApp_CRC.bin", "veltrixapp.hex",
                                                "bad\xFF name"};
+
+// Whether there is something to be read, announced or not, that cannot be had whole.
+bool IsUnreadable(const std::string& path, std::uint64_t announced) {
+    struct stat status {};
+    const bool isThere = ::stat(path.c_str(), &status) == 0;
+    const std::uint64_t size = isThere ? static_cast<std::uint64_t>(status.st_size) : 0;
+    return (announced != 0 || size != 0) && (!isThere || !S_ISREG(status.st_mode) || size < announced);
+}
 
 bool IsWaitedFor(CommCommands_t command) {
     return command != CommCommands_Ack && command != CommCommands_Nack;
@@ -132,7 +143,7 @@ void LinkRun::HandleBusMessage(Fuzz::ByteSource& source) {
     void* const context = message.context == Context::Carrier    ? static_cast<CarrierCommInterface*>(mCarrier)
                           : message.context == Context::Identity ? static_cast<void*>(&identity)
                                                                  : nullptr;
-    Operate(message.exchanges * ExchangeMs(kCommandMs) + kPowerDownMs,
+    Operate(message.exchanges * ExchangeMs(kCommandMs) + message.pauseMs,
             [&] { message.handle(&mClient, object.get(), 0, context); });
 }
 
@@ -153,6 +164,8 @@ void LinkRun::UpdateFirmware(Fuzz::ByteSource& source) {
                                                 static_cast<std::uint32_t>(size / 2),
                                                 static_cast<std::uint32_t>(size + 1)};
     info.set_fileSize(sizes[(kind >> 2U) % sizes.size()]);
+    // Once is for ever.
+    mIsUpdateBarred = mIsUpdateBarred || IsUnreadable(info.get_fileFullPath(), info.get_fileSize());
     FuzzClock::SetAlarm(FuzzClock::ElapsedUs() + stopMs * 1000, [] { gKeepRunning = false; });
     mIsUpdating = true;
     Operate(stopMs + kStopMs,
