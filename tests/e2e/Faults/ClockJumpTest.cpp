@@ -11,9 +11,12 @@ using std::chrono::steady_clock;
 
 constexpr const char* kAck = "0A 01 00 00 7A AC";
 constexpr const char* kEthernetUp = "0A 1A 00 00 D6 9F";
+constexpr const char* kReportingOn = "0A 0A 01 00 4A D2 01 E1 F1";
+constexpr const char* kReportingOff = "0A 0A 01 00 4A D2 00 F0 78";
 constexpr std::int64_t kTenYears = std::int64_t{3652} * 24 * 60 * 60;
 constexpr milliseconds kShortestPeriod{4000};
 constexpr milliseconds kLongestPeriod{15000};
+constexpr milliseconds kLifeOfATessimor{2000};
 
 struct Jump {
     const char* name;
@@ -24,7 +27,7 @@ void PrintTo(const Jump& jump, std::ostream* out) {
     *out << jump.name;
 }
 
-class ClockJumpTest : public TroubledMachineTest, public testing::WithParamInterface<Jump> {
+class ClockTroubleTest : public TroubledMachineTest {
 protected:
     static std::string YearOf(std::int64_t shift) {
         const std::time_t then = std::time(nullptr) + shift;
@@ -65,6 +68,8 @@ protected:
         return text.substr(text.find("timestamp\":\"") + 12, 4);
     }
 };
+
+class ClockJumpTest : public ClockTroubleTest, public testing::WithParamInterface<Jump> {};
 
 TEST_P(ClockJumpTest, LeavesThePeriodsAsTheyAre) {
     Machine& machine = BootTroubledMachine();
@@ -123,6 +128,34 @@ TEST_P(ClockJumpTest, LeavesTheWayBackToTheBrokerAsItIs) {
     machine.Bus().Await("hal_status");
     machine.FlushBus();
     EXPECT_EQ(machine.Stop(), 0);
+}
+
+class ClockSetBackTest : public ClockTroubleTest {};
+
+// Whether the Tessimor process lives is told by the time of day: what was heard of it lies in the future now.
+TEST_F(ClockSetBackTest, SwitchesDataReportingOnUntilTheClockHasCaughtUp) {
+    Machine& machine = BootTroubledMachine();
+    machine.Greet();
+    ExpectHeartbeatsAcked(machine);
+    EXPECT_EQ(machine.Line().Count(kReportingOn), 0U);
+    EXPECT_FALSE(machine.Carrier().State().isDataReporting);
+
+    mFaults.ShiftClock(-kTenYears);
+    machine.Carrier().SendHeartbeat();
+    machine.Line().AwaitFrame(kReportingOn);
+    machine.FlushLine();
+    for (const auto start = steady_clock::now(); steady_clock::now() - start <= 2 * kLifeOfATessimor;) {
+        ExpectHeartbeatsAcked(machine);
+    }
+    EXPECT_TRUE(machine.Carrier().State().isDataReporting);
+    EXPECT_EQ(machine.Line().Count(kReportingOff), 0U);
+
+    mFaults.ShiftClock(0);
+    machine.Carrier().SendHeartbeat();
+    machine.Line().AwaitFrame(kReportingOff);
+    machine.FlushLine();
+    EXPECT_EQ(machine.Line().Count(kReportingOn), 1U);
+    EXPECT_FALSE(machine.Carrier().State().isDataReporting);
 }
 
 INSTANTIATE_TEST_SUITE_P(Clock, ClockJumpTest, testing::Values(Jump{"Ahead", kTenYears}, Jump{"Back", -kTenYears}),

@@ -1,40 +1,17 @@
 // No file descriptor left: what is open goes on working, what has to be opened fails and is reported.
-#include <sys/resource.h>
-
-#include <cstdlib>
 #include <filesystem>
 
 #include "tests/e2e/Faults/CampaignTest.h"
+#include "tests/e2e/Faults/TroubledMachineTest.h"
 
 namespace {
 
-constexpr rlim_t kNoMore = 3;  // below everything that the process has open
-
-class DescriptorsTest : public CampaignTest {
+class DescriptorsTest : public TroubledMachineTestOf<CampaignTest> {
 protected:
-    // Where the process is sanitized, its run-time needs descriptors, too: it looks at objects through pipes, and for
-    // leaks through files. What cannot be had there must not count as a defect of the process.
     Machine& StartedMachine() {
-        Machine& machine = NewMachine(PatientOptions());
-        machine.Files().Write("/dev/suppressions", "vptr:*\n");
-        Add(machine, "UBSAN_OPTIONS", "suppressions=" + machine.Files().Path("/dev/suppressions"));
-        Add(machine, "ASAN_OPTIONS", "detect_leaks=0");
-        machine.Boot();
+        Machine& machine = BootTroubledMachine(PatientOptions());
         machine.Greet();
         return machine;
-    }
-
-    static void Add(Machine& machine, const char* variable, const std::string& option) {
-        const char* const given = std::getenv(variable);
-        machine.Files().SetVariable(variable, given == nullptr ? option : given + (":" + option));
-    }
-
-    static rlimit Limit(Machine& machine, rlim_t soft) {
-        rlimit before{};
-        EXPECT_EQ(prlimit(machine.Hal().Pid(), RLIMIT_NOFILE, nullptr, &before), 0);
-        const rlimit now{soft, before.rlim_max};
-        EXPECT_EQ(prlimit(machine.Hal().Pid(), RLIMIT_NOFILE, &now, nullptr), 0);
-        return before;
     }
 
     static std::size_t OpenFiles(Machine& machine) {
@@ -52,10 +29,11 @@ TEST_F(DescriptorsTest, UsedUpForAWhileCostWhatMustBeOpenedAndNothingElse) {
     Machine& machine = StartedMachine();
     SetThreshold(machine, "10");
     const std::size_t open = OpenFiles(machine);
-    const rlimit before = Limit(machine, kNoMore);
+    mFaults.UseUpDescriptors(true);
 
     ExpectHeartbeatsAcked(machine, 10);
     ExpectBusToWork(machine);
+    EXPECT_EQ(mFaults.Hits(), 0) << "all of this is done with what is open";
     SetThreshold(machine, "20");
     machine.Log().Await("[warning] Unable to write /Veltrix/system.config. Too many open files");
     EXPECT_EQ(machine.Files().Read("/Veltrix/system.config"), "{\n\t\"ArcStartAmps\":\t10\n}");
@@ -69,7 +47,7 @@ TEST_F(DescriptorsTest, UsedUpForAWhileCostWhatMustBeOpenedAndNothingElse) {
     machine.Log().Await("[warning] Could not publish power_down_status on /var/veltrix.unix. {}");
     ExpectHeartbeatsAcked(machine, 10);
 
-    Limit(machine, before.rlim_cur);
+    mFaults.UseUpDescriptors(false);
     ExpectHeartbeatsAcked(machine, 3);
     ExpectBusToWork(machine);
     SetThreshold(machine, "30");
@@ -81,7 +59,7 @@ TEST_F(DescriptorsTest, UsedUpForAWhileCostWhatMustBeOpenedAndNothingElse) {
 
 TEST_F(DescriptorsTest, UsedUpWhileTheBrokerIsAwayItComesBackWhenThereAreSomeAgain) {
     Machine& machine = StartedMachine();
-    const rlimit before = Limit(machine, kNoMore);
+    mFaults.UseUpDescriptors(true);
     machine.BusBroker().Kill();
     machine.Log().Await("[warning] Lost the broker at /var/veltrix.unix: {}");
     machine.BusBroker().Start();
@@ -91,7 +69,8 @@ TEST_F(DescriptorsTest, UsedUpWhileTheBrokerIsAwayItComesBackWhenThereAreSomeAga
         std::this_thread::sleep_for(std::chrono::milliseconds(300));
     }
     EXPECT_EQ(machine.Log().Count("[info] Reconnected to the broker at /var/veltrix.unix"), 0U);
-    Limit(machine, before.rlim_cur);
+    EXPECT_GE(mFaults.Hits(), 1) << "it has tried";
+    mFaults.UseUpDescriptors(false);
     machine.Log().Await("[info] Reconnected to the broker at /var/veltrix.unix", 0, 1, 2 * kPatience);
     machine.ReconnectBus();
     AwaitBus(machine);
@@ -101,7 +80,7 @@ TEST_F(DescriptorsTest, UsedUpWhileTheBrokerIsAwayItComesBackWhenThereAreSomeAga
 
 TEST_F(DescriptorsTest, UsedUpDoNotKeepItFromStopping) {
     Machine& machine = StartedMachine();
-    Limit(machine, kNoMore);
+    mFaults.UseUpDescriptors(true);
     ExpectToStop(machine);
 }
 

@@ -4,11 +4,13 @@
 #include "tests/e2e/Harness/EndToEndTest.h"
 #include "tests/support/MachineFaults/MachineFaults.h"
 
-class TroubledMachineTest : public EndToEndTest {
+// The same on top of another fixture.
+template <typename Fixture>
+class TroubledMachineTestOf : public Fixture {
 protected:
     // Under the hand of mFaults; not started yet.
     Machine& NewTroubledMachine(const MachineOptions& options = {}) {
-        Machine& machine = NewMachine(options);
+        Machine& machine = this->NewMachine(options);
         machine.Files().Preload(VELTRIX_MACHINE_FAULTS_LIBRARY);
         machine.Files().SetVariable("VELTRIX_MACHINE_FAULTS", mFaults.Path());
         return machine;
@@ -22,3 +24,5 @@ protected:
 
     MachineFaults mFaults;
 };
+
+class TroubledMachineTest : public TroubledMachineTestOf<EndToEndTest> {};

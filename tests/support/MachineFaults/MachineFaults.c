@@ -1,5 +1,6 @@
 // Preloaded (LD_PRELOAD) into a process: makes calls of the C library fail as they fail on a machine in trouble, while
 // a test asks for it. Everything that is not asked for goes on to the next library. For 64-bit systems.
+#include <dirent.h>
 #include <dlfcn.h>
 #include <errno.h>
 #include <fcntl.h>
@@ -10,7 +11,9 @@
 #include <stdio_ext.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/eventfd.h>
 #include <sys/mman.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
@@ -81,6 +84,10 @@ static int IsRefused(const char* path) {
     return Slot(MachineFaultSlot_IsReadOnly) != 0 && IsOfTheMachine(path);
 }
 
+static int AreDescriptorsUsedUp(void) {
+    return Slot(MachineFaultSlot_IsUsedUp) != 0;
+}
+
 static int IsChange(int flags) {
     return (flags & (O_WRONLY | O_RDWR | O_CREAT | O_TRUNC)) != 0;
 }
@@ -104,6 +111,11 @@ INTERCEPTOR ssize_t write(int descriptor, const void* data, size_t size) {
     return next(descriptor, data, size);
 }
 
+INTERCEPTOR ssize_t read(int descriptor, void* data, size_t size) {
+    NEXT(read)
+    return Slot(MachineFaultSlot_IsUnreadable) != 0 && isatty(descriptor) ? Suffer(EIO) : next(descriptor, data, size);
+}
+
 // Where the library's own buffered output reaches the file. What cannot be written is lost, as it is without this.
 INTERCEPTOR int fflush(FILE* stream) {
     NEXT(fflush)
@@ -122,6 +134,9 @@ INTERCEPTOR int fflush(FILE* stream) {
         va_start(arguments, flags);                          \
         const mode_t mode = va_arg(arguments, mode_t);       \
         va_end(arguments);                                   \
+        if (AreDescriptorsUsedUp()) {                        \
+            return Suffer(EMFILE);                           \
+        }                                                    \
         if (IsChange(flags) && IsRefused(path)) {            \
             return Suffer(EROFS);                            \
         }                                                    \
@@ -133,6 +148,10 @@ INTERCEPT_OPEN(open64)
 #define INTERCEPT_FOPEN(name)                                         \
     INTERCEPTOR FILE* name(const char* path, const char* mode) {      \
         NEXT(name)                                                    \
+        if (AreDescriptorsUsedUp()) {                                 \
+            Suffer(EMFILE);                                           \
+            return NULL;                                              \
+        }                                                             \
         if (strcspn(mode, "wa+") < strlen(mode) && IsRefused(path)) { \
             Suffer(EROFS);                                            \
             return NULL;                                              \
@@ -141,6 +160,40 @@ INTERCEPT_OPEN(open64)
     }
 INTERCEPT_FOPEN(fopen)
 INTERCEPT_FOPEN(fopen64)
+
+// What else takes a descriptor of the process. Not pipe(): that is how a sanitizer's run-time looks at memory.
+INTERCEPTOR int socket(int domain, int type, int protocol) {
+    NEXT(socket)
+    return AreDescriptorsUsedUp() ? Suffer(EMFILE) : next(domain, type, protocol);
+}
+
+INTERCEPTOR int socketpair(int domain, int type, int protocol, int pair[2]) {
+    NEXT(socketpair)
+    return AreDescriptorsUsedUp() ? Suffer(EMFILE) : next(domain, type, protocol, pair);
+}
+
+INTERCEPTOR int eventfd(unsigned int value, int flags) {
+    NEXT(eventfd)
+    return AreDescriptorsUsedUp() ? Suffer(EMFILE) : next(value, flags);
+}
+
+INTERCEPTOR FILE* popen(const char* command, const char* mode) {
+    NEXT(popen)
+    if (AreDescriptorsUsedUp()) {
+        Suffer(EMFILE);
+        return NULL;
+    }
+    return next(command, mode);
+}
+
+INTERCEPTOR DIR* opendir(const char* path) {
+    NEXT(opendir)
+    if (AreDescriptorsUsedUp()) {
+        Suffer(EMFILE);
+        return NULL;
+    }
+    return next(path);
+}
 
 INTERCEPTOR int rename(const char* from, const char* to) {
     NEXT(rename)

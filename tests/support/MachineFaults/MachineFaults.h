@@ -21,10 +21,12 @@ public:
     void ShiftClock(std::int64_t seconds) { Set(MachineFaultSlot_ClockShift, seconds); }
     void ShortenWrites(std::int64_t count) { Set(MachineFaultSlot_ShortWrites, count); }
     void RefuseWrites(std::int64_t count) { Set(MachineFaultSlot_RefusedWrites, count); }
+    void FailReads(bool areFailing) { Set(MachineFaultSlot_IsUnreadable, areFailing ? 1 : 0); }
     void FillDisk(bool isFull) { Set(MachineFaultSlot_IsDiskFull, isFull ? 1 : 0); }
     void ProtectDisk(bool isReadOnly) { Set(MachineFaultSlot_IsReadOnly, isReadOnly ? 1 : 0); }
 
     void RefuseForks(bool isRefused) { Set(MachineFaultSlot_IsForkRefused, isRefused ? 1 : 0); }
+    void UseUpDescriptors(bool areUsedUp) { Set(MachineFaultSlot_IsUsedUp, areUsedUp ? 1 : 0); }
 
     // Calls that suffered so far.
     std::int64_t Hits() const;
