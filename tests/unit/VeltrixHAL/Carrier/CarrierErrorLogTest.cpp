@@ -106,6 +106,12 @@ TEST_F(CarrierErrorLogTest, AMessageIsPrintedAboveVerbosityZero) {
     EXPECT_THAT(Printed([&] { ReceiveError("E42"); }), ElementsAre("Received Carrier error"));
 }
 
+TEST_F(CarrierErrorLogTest, AMessageIsPrintedBeforeItIsAcknowledged) {
+    VeltrixErrorLog::gVerbosity = 1;
+    EXPECT_THAT(SaidBefore(FrameBuilder::Ack(), [&] { ReceiveError("E42"); }).printed,
+                ElementsAre("Received Carrier error"));
+}
+
 TEST_F(CarrierErrorLogTest, ALogOf100000BytesIsNotMovedAside) {
     const FakeWallClock now(kMarch);
     const std::string full(100'000, 'x');

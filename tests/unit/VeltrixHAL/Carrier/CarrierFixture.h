@@ -11,6 +11,7 @@
 #include "tests/support/LogCapture.h"
 #include "tests/unit/ScratchFolder.h"
 #include "tests/unit/VeltrixHAL/Carrier/CarrierStub.h"
+#include "tests/unit/VeltrixHAL/Carrier/LogWatch.h"
 #include "tests/unit/VeltrixHAL/Carrier/TestCarrier.h"
 #include "tests/unit/VeltrixHAL/Carrier/Texts.h"
 #include "tests/unit/VeltrixHAL/Support/ConsoleCapture.h"
@@ -24,6 +25,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 // No broker: every publication fails.
@@ -56,6 +58,46 @@ protected:
         std::erase_if(lines, [&](const LogLine& line) { return line.text.find(part) == std::string::npos; });
         return lines;
     }
+
+    // What `action` has said when it sends this frame for the first time.
+    struct Said {
+        std::vector<std::string> printed;
+        std::vector<LogLine> logged;
+    };
+    Said SaidBefore(const Bytes& frame, const std::function<void()>& action) {
+        Said said;
+        bool isSent = false;
+        ConsoleCapture console;
+        mLog.Take();
+        WatchLine([&](const Bytes& sent) {
+            if (!isSent && sent == frame) {
+                isSent = true;
+                said = {Lines(console.Take()), mLog.Take()};
+            }
+        });
+        action();
+        WatchLine(nullptr);
+        EXPECT_TRUE(isSent) << Hex(frame) << " was not sent";
+        return said;
+    }
+
+    // What `action` has printed when it first logs this line.
+    static std::vector<std::string> PrintedBefore(const std::string& line, const std::function<void()>& action) {
+        std::vector<std::string> printed;
+        bool isLogged = false;
+        ConsoleCapture console;
+        const LogWatch watch([&](const std::string& logged) {
+            if (!isLogged && logged == line) {
+                isLogged = true;
+                printed = Lines(console.Take());
+            }
+        });
+        action();
+        EXPECT_TRUE(isLogged) << line << " was not logged";
+        return printed;
+    }
+
+    virtual void WatchLine(CarrierStub::Watcher watcher) { mLine.Watch(std::move(watcher)); }
 
     static std::string AckHex() { return "0A 01 00 00 7A AC"; }
 

@@ -16,17 +16,21 @@ protected:
         VeltrixErrorLog::gVerbosity = -1;
     }
 
-    // A heartbeat `age` seconds after the last health message; returns what it printed.
-    std::vector<std::string> Beat(std::time_t age) {
+    // A heartbeat `age` seconds after the last health message.
+    void ReceiveAt(std::time_t age) {
         HalGlobals::g_TessimorUpdateTimer = std::time(nullptr) - age;
-        return Printed([&] { Receive(FrameBuilder::Frame(9)); });
+        Receive(FrameBuilder::Frame(9));
+    }
+    // The same; returns what it printed.
+    std::vector<std::string> Beat(std::time_t age) {
+        return Printed([&] { ReceiveAt(age); });
     }
 
-    // The same, judged within one second of the clock.
-    bool IsSwitchedOnAt(std::time_t age) {
+    // Whether it is on after that, judged within one second of the clock.
+    bool IsOnAt(std::time_t age, bool wasOn) {
         std::time_t before = 0;
         do {
-            TestCarrier::dataReportingEnabled = false;
+            TestCarrier::dataReportingEnabled = wasOn;
             before = std::time(nullptr);
             Beat(age);
         } while (std::time(nullptr) != before);
@@ -57,16 +61,27 @@ TEST_F(DataReportingTest, IsSwitchedOffWhenTheHealthHasAged) {
     EXPECT_THAT(mLine.TakeFrames(), ElementsAre(AckHex()));
 }
 
+TEST_F(DataReportingTest, IsPrintedBeforeTheCarrierIsTold) {
+    VeltrixErrorLog::gVerbosity = 2;
+    EXPECT_THAT(SaidBefore(FrameBuilder::Frame(10, {1}), [&] { ReceiveAt(-60); }).printed,
+                ElementsAre("Sending command: 0x1", "**** Enable data reporting ****", "Sending command: 0xa"));
+    EXPECT_THAT(SaidBefore(FrameBuilder::Frame(10, {0}), [&] { ReceiveAt(60); }).printed,
+                ElementsAre("Sending command: 0x1", "**** Disable data reporting ****", "Sending command: 0xa"));
+}
+
 TEST_F(DataReportingTest, StaysOffWithoutHealth) {
     EXPECT_THAT(Beat(60), IsEmpty());
     EXPECT_THAT(mLine.TakeFrames(), ElementsAre(AckHex()));
 }
 
 TEST_F(DataReportingTest, IsWantedBelowTwoSeconds) {
-    EXPECT_TRUE(IsSwitchedOnAt(0));
-    EXPECT_TRUE(IsSwitchedOnAt(1));
-    EXPECT_FALSE(IsSwitchedOnAt(2));
-    EXPECT_FALSE(IsSwitchedOnAt(3));
+    for (const bool wasOn : {false, true}) {
+        SCOPED_TRACE(wasOn);
+        EXPECT_TRUE(IsOnAt(0, wasOn));
+        EXPECT_TRUE(IsOnAt(1, wasOn));
+        EXPECT_FALSE(IsOnAt(2, wasOn));
+        EXPECT_FALSE(IsOnAt(3, wasOn));
+    }
 }
 
 TEST_F(DataReportingTest, SurvivesTheLargestAge) {

@@ -181,6 +181,12 @@ TEST_F(VersionExchangeTest, ACarrierThatIsReadyIsAcknowledgedAndNoted) {
     EXPECT_TRUE(mCarrier->mCarrierIsReadyForFile);
 }
 
+TEST_F(VersionExchangeTest, ReadinessIsPrintedAndLoggedBeforeItIsAcknowledged) {
+    const auto said = SaidBefore(FrameBuilder::Ack(), [&] { Receive(FrameBuilder::Frame(3)); });
+    EXPECT_THAT(said.printed, ElementsAre("Carrier is ready for firmware"));
+    EXPECT_THAT(said.logged, ElementsAre(Information("Carrier is ready for firmware")));
+}
+
 TEST_F(VersionExchangeTest, BelowVerbosityZeroReadinessIsOnlyLogged) {
     VeltrixErrorLog::gVerbosity = -1;
     EXPECT_THAT(Printed([&] { Receive(FrameBuilder::Frame(3)); }), IsEmpty());

@@ -7,6 +7,7 @@
 #include <deque>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 // The real link turns a busy carrier into a time-out of the packet, so this one says of its own accord that it is busy.
@@ -96,6 +97,8 @@ protected:
         EXPECT_THAT(logged, testing::ElementsAre(Information("Unknown file received or unable to grab mutex")));
         return true;
     }
+
+    void WatchLine(CarrierStub::Watcher watcher) override { mOnFrame = std::move(watcher); }
 
     // The carrier as the test wants it.
     bool mSaysReady = true;

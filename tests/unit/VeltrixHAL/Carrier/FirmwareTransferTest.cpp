@@ -171,6 +171,27 @@ TEST_F(FirmwareTransferTest, BelowVerbosityZeroOnlyTheGivingUpIsPrinted) {
                 ElementsAre("Sending file", "Sending file", "Sending file", "File transer giving up after 3 attempts"));
 }
 
+TEST_F(FirmwareTransferTest, TheGivingUpIsSaidWhileTrafficIsStillHeldBack) {
+    mLine.Answer(kEnd, kCorruptNack);
+    WriteImage({7, 8, 9});
+    bool isGivingUp = false;
+    {
+        const ConsoleCapture console;
+        const LogWatch watch([&](const std::string& line) {
+            if (line == GivingUp(3).text) {
+                isGivingUp = true;
+                EXPECT_TRUE(mCarrier->mCarrierIsReadyForFile);
+                EXPECT_TRUE(mCarrier->mFirmwareUpdateInProgress);
+                EXPECT_TRUE(HalGlobals::gInhibitLEDUpdatesDuringFileTransfer);
+                EXPECT_TRUE(TestCarrier::updateFileMutex.test());
+            }
+        });
+        Announce(kAppFile, 3);
+    }
+    EXPECT_TRUE(isGivingUp);
+    ExpectAtRest();
+}
+
 TEST_F(FirmwareTransferTest, ASuccessAfterACrcFailureStillTellsOfTheAttempt) {
     mLine.AnswerNext(kEnd, kCorruptNack);
     auto expected = WithApplied({kSendingFile, kCrcFailure, kSendingFile});

@@ -288,6 +288,30 @@ TEST_F(FirmwareUpdateTest, ALifeSignThatComesWithTheApplysAnswerDoesNotCount) {
     EXPECT_EQ(mClock.Sleeps(), fiveMilliseconds);
 }
 
+TEST_F(FirmwareUpdateTest, SaysThatItFinalizesBeforeThePhaseOfThat) {
+    WriteImage({7, 8, 9});
+    const auto said = SaidBefore(FrameBuilder::Frame(42, {3, 0}), [&] { Announce(kAppFile, 3); });
+    ASSERT_THAT(said.printed, Not(IsEmpty()));
+    EXPECT_EQ(said.printed.back(), "Finalizing file transfer");
+    ASSERT_THAT(said.logged, Not(IsEmpty()));
+    EXPECT_EQ(said.logged.back(), Information("Finalizing file transfer"));
+}
+
+TEST_F(FirmwareUpdateTest, SaysThatItRemovesBeforeAndThatItUpdatesBehindTheDeletion) {
+    WriteImage({7, 8, 9});
+    mOnFrame = [&](const Bytes& frame) {
+        if (frame[1] == kApply) {
+            std::filesystem::remove(ImagePath());
+        }
+    };
+    // The failure to delete what is gone tells when the deletion was tried.
+    const auto printed =
+        PrintedBefore("Unable to remove /image.bin. No such file or directory", [&] { Announce(kAppFile, 3); });
+    ASSERT_THAT(printed, Not(IsEmpty()));
+    EXPECT_EQ(printed.back(), "Removing /image.bin");
+    EXPECT_EQ(mLine.Count(kPhase), 3U);
+}
+
 TEST_F(FirmwareUpdateTest, TheFileIsClosedBeforeAnythingIsSent) {
     WriteImage({7, 8, 9});
     const auto image = std::filesystem::canonical(ImagePath());

@@ -1,6 +1,7 @@
 // The carrier's heartbeats: the one start sequence, and what every one of them does.
 #include "tests/unit/VeltrixHAL/Carrier/CarrierFixture.h"
 
+#include <map>
 #include <ostream>
 
 namespace {
@@ -61,6 +62,28 @@ TEST_F(HeartbeatTest, TheFirstOneRunsTheStartSequenceInOrder) {
     EXPECT_THAT(printed, ElementsAre("0x1 received after 0ms", "Veltrix bootloader version: Boot1",
                                      "0x1 received after 0ms", "Veltrix carrier version: 531726R",
                                      "0x1 received after 0ms", "Veltrix Board Revision: 0xa1", "published info"));
+}
+
+TEST_F(HeartbeatTest, ItsVersionIsTakenAndJudgedBeforeItIsAcknowledged) {
+    std::uint16_t versionAtAck = 0;
+    std::vector<LogLine> loggedAtAck;
+    mLine.Watch([&](const Bytes& frame) {
+        if (frame.at(1) == 1) {
+            versionAtAck = mCarrier->mCarrierHALVersion;
+            loggedAtAck = mLog.Take();
+        }
+    });
+    for (const bool isFirst : {true, false}) {
+        SCOPED_TRACE(isFirst);
+        mCarrier->mCarrierHALVersion = 0;
+        versionAtAck = 0;
+        loggedAtAck.clear();
+        Receive(Heartbeat(7, 2));
+        EXPECT_EQ(versionAtAck, 7);
+        EXPECT_THAT(loggedAtAck, ElementsAre(Warning("Carrier comm settings do not match those of SBC"),
+                                             Warning("Carrier: HAL 7, Comm 2; SBC: HAL 8, Comm 0")));
+        mLog.Take();
+    }
 }
 
 TEST_F(HeartbeatTest, BelowVerbosityZeroTheStartSequencePrintsOnlyThatItPublished) {
@@ -198,6 +221,35 @@ TEST_F(HeartbeatOnBusTest, AnotherApplicationVersionIsReportedOnTheBus) {
     EXPECT_THAT(Published("carrier_info"), testing::SizeIs(1));
 }
 
+TEST_F(HeartbeatOnBusTest, AMismatchIsReportedBehindTheRequestsAndBeforeTheCommands) {
+    mLine.Answer(kCarrierVersion, FrameBuilder::Ack({'5', '3', '1', '7', '2', '5', 'Q', 0}));
+    std::map<std::uint8_t, std::size_t> reports;
+    mLine.Watch([&](const Bytes& frame) { reports[frame.at(1)] = Published("error_log").size(); });
+    Receive(Heartbeat(8, 0));
+    EXPECT_EQ(reports.at(kBoardRevision), 0U);
+    EXPECT_EQ(reports.at(kAdminAccess), 1U);
+}
+
+TEST_F(HeartbeatOnBusTest, TheCarrierInfoIsPublishedBehindTheLastCommand) {
+    LetAnswerVersions(mLine);
+    std::size_t published = 99;
+    mLine.Watch([&](const Bytes& frame) {
+        if (frame.at(1) == kGetRtc) {
+            published = Published("carrier_info").size();
+        }
+    });
+    Receive(Heartbeat(8, 0));
+    EXPECT_EQ(published, 0U);
+    EXPECT_THAT(Published("carrier_info"), testing::SizeIs(1));
+}
+
+TEST_F(HeartbeatTest, WithoutABrokerTheReportOfAMismatchIsAWarning) {
+    mLine.Answer(kCarrierVersion, FrameBuilder::Ack({'5', '3', '1', '7', '2', '5', 'Q', 0}));
+    Receive(Heartbeat(8, 0));
+    EXPECT_THAT(LogWith("publish error_log"),
+                ElementsAre(Warning("Could not publish error_log on /bus. No such file or directory")));
+}
+
 TEST_F(HeartbeatOnBusTest, AnUnknownApplicationVersionIsReportedAsEmpty) {
     mLine.Answer(kCarrierVersion, FrameBuilder::Nack(0));
     Receive(Heartbeat(8, 0));
@@ -243,6 +295,11 @@ TEST_F(HeartbeatOnBusTest, UnknownVersionsAreLeftOutOfTheCarrierInfo) {
 TEST_F(HeartbeatTest, WithoutABrokerTheCarrierInfoIsAWarning) {
     EXPECT_THAT(Printed([&] { mCarrier->PublishCarrierInfo(); }), ElementsAre("published info"));
     EXPECT_THAT(mLog.Take(), ElementsAre(Warning("Could not publish carrier_info on /bus. No such file or directory")));
+}
+
+TEST_F(HeartbeatTest, ThatTheCarrierInfoIsPublishedIsPrintedBehindThePublication) {
+    const std::string failure = "Could not publish carrier_info on /bus. No such file or directory";
+    EXPECT_THAT(PrintedBefore(failure, [&] { mCarrier->PublishCarrierInfo(); }), IsEmpty());
 }
 
 struct Versions {
@@ -299,6 +356,17 @@ TEST_F(HeartbeatTest, EveryOneForcesTheNextLedStatesOut) {
         Receive(Heartbeat(8, 0));
         EXPECT_TRUE(mCarrier->mForceLEDRefresh);
     }
+}
+
+TEST_F(HeartbeatTest, TheLedStatesAreForcedOutBehindTheStartSequenceAndBeforeDataReporting) {
+    constexpr std::uint8_t kDataReporting = 10;
+    HalGlobals::g_TessimorUpdateTimer = std::time(nullptr) + 60;
+    LetAnswerVersions(mLine);
+    std::map<std::uint8_t, bool> isForced;
+    mLine.Watch([&](const Bytes& frame) { isForced[frame.at(1)] = mCarrier->mForceLEDRefresh; });
+    Receive(Heartbeat(8, 0));
+    EXPECT_FALSE(isForced.at(kGetRtc));
+    EXPECT_TRUE(isForced.at(kDataReporting));
 }
 
 TEST_F(HeartbeatTest, TheDeviceOffersTheseCapabilities) {

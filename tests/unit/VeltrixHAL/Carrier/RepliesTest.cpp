@@ -94,6 +94,13 @@ TEST_F(RepliesTest, AnyOtherCommandIsACollisionAndAnsweredWithNack) {
     }
 }
 
+TEST_F(RepliesTest, ACollisionIsPrintedAndLoggedBeforeItIsAnswered) {
+    const auto said =
+        SaidBefore(FrameBuilder::Nack(11), [&] { mCarrier->Reply(FrameBuilder::Frame(43), CommCommands_EnetUp); });
+    EXPECT_THAT(said.printed, ElementsAre("Collision!!! Expected Ack but received 0x2b"));
+    EXPECT_THAT(said.logged, ElementsAre(Information("Collision!!! Expected Ack but received 0d43")));
+}
+
 TEST_F(RepliesTest, ACommandInPlaceOfAnAckIsRefusedAndEndsNoWait) {
     // The carrier asks for the SD card three times over instead of answering.
     mLine.AnswerNext(26, FrameBuilder::Frame(43), 3);

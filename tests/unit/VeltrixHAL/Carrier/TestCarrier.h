@@ -28,6 +28,7 @@ public:
     using CarrierCommInterface::mProductId;
     using CarrierCommInterface::runOnce;
     using CarrierCommInterface::setOnce;
+    using CarrierCommInterface::updateFileMutex;
 
     // What is kept once for the process goes back to how the process starts.
     static void ResetClassState() {
