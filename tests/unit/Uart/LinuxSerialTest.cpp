@@ -1,12 +1,16 @@
 // The port on a pseudo-terminal: connecting, reading, writing, closing.
 #include "OSSpecific/Linux/Uart/LinuxSerial.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/file.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <cstdint>
 #include <string>
+#include <thread>
+#include <utility>
 #include <vector>
 
 #include "tests/unit/Uart/FaultySystemCalls.h"
@@ -25,6 +29,12 @@ protected:
         termios settings{};
         EXPECT_EQ(::tcgetattr(descriptor, &settings), 0);
         return settings;
+    }
+
+    // Those that the access options choose, but for O_NOCTTY, which no descriptor keeps; -1 where nothing is open.
+    static int OpenFlagsOf(int descriptor) {
+        const int flags = ::fcntl(descriptor, F_GETFL);
+        return flags < 0 ? flags : flags & (O_ACCMODE | O_SYNC | O_NONBLOCK);
     }
 
     const PseudoTerminal mTerminal;
@@ -53,6 +63,25 @@ TEST_F(LinuxSerialTest, TheConstructorConnects) {
     EXPECT_EQ(port.m_rdAccessOpt, O_RDONLY | O_NOCTTY | O_NONBLOCK);
     EXPECT_EQ(port.m_wrAccessOpt, O_WRONLY | O_NOCTTY | O_SYNC | O_NONBLOCK);
     EXPECT_NE(port.m_uartRdFd, port.m_uartWrFd);
+}
+
+TEST_F(LinuxSerialTest, TheDeviceIsOpenedWithTheFlagsOfTheAccessOption) {
+    struct Row {
+        TYPEDEF_E_uartAccessOpt accessOpt;
+        int read;
+        int write;
+    };
+    constexpr int kNotOpen = -1;
+    for (const Row& row :
+         {Row{BlockRead, O_RDONLY, kNotOpen}, Row{BlockReadwTimeout, O_RDONLY, kNotOpen},
+          Row{BlockRdWr, O_RDONLY, O_WRONLY | O_SYNC}, Row{BlockRdWrwTimeout, O_RDONLY, O_WRONLY | O_SYNC},
+          Row{NonBlockRead, O_RDONLY | O_NONBLOCK, kNotOpen},
+          Row{NonBlockRdWr, O_RDONLY | O_NONBLOCK, O_WRONLY | O_SYNC | O_NONBLOCK}}) {
+        SCOPED_TRACE(row.accessOpt);
+        const PortForTests port(mTerminal.Path(), UsualConfigWith(row.accessOpt));
+        EXPECT_EQ(OpenFlagsOf(port.m_uartRdFd), row.read);
+        EXPECT_EQ(OpenFlagsOf(port.m_uartWrFd), row.write);
+    }
 }
 
 TEST_F(LinuxSerialTest, ConfigureOpensNothingAndConnectThenWorks) {
@@ -156,6 +185,73 @@ TEST_F(LinuxSerialTest, ReadsByteByByteAndReturnsAtOnceWhenThereIsNone) {
     }
     EXPECT_EQ(got, everyKind);
     EXPECT_FALSE(port.ReadByte(byte));
+}
+
+TEST_F(LinuxSerialTest, WithoutBlockingASilentLineIsNotWaitedFor) {
+    for (const auto accessOpt : {NonBlockRead, NonBlockRdWr}) {
+        SCOPED_TRACE(accessOpt);
+        auto config = UsualConfigWith(accessOpt);
+        config.VTIME_user = 50;
+        PortForTests port(mTerminal.Path(), config);
+        ASSERT_TRUE(port.IsReady());
+        constexpr milliseconds kTwoWaits{10'000};
+        const auto start = Clock::now();
+        int reads = 0;
+        while (reads < 20 && Clock::now() - start < kTwoWaits) {
+            std::uint8_t byte = 0;
+            EXPECT_FALSE(port.ReadByte(byte));
+            ++reads;
+        }
+        EXPECT_EQ(reads, 20);
+        EXPECT_LT(Clock::now() - start, kTwoWaits);
+    }
+}
+
+TEST_F(LinuxSerialTest, ABlockingReadHasNoTimeLimit) {
+    for (const auto accessOpt : {BlockRead, BlockRdWr}) {
+        SCOPED_TRACE(accessOpt);
+        auto config = UsualConfigWith(accessOpt);
+        config.VMIN_user = 1;
+        PortForTests port(mTerminal.Path(), config);
+        ASSERT_TRUE(port.IsReady());
+        std::thread sender([&] {
+            std::this_thread::sleep_for(milliseconds(3 * 100 * config.VTIME_user));
+            EXPECT_TRUE(mTerminal.Send("x"));
+        });
+        std::uint8_t byte = 0;
+        EXPECT_TRUE(port.ReadByte(byte));
+        EXPECT_EQ(byte, 'x');
+        sender.join();
+    }
+}
+
+TEST_F(LinuxSerialTest, DescriptorZeroIsNeitherReadNorWritten) {
+    const PseudoTerminal console;
+    const int before = ::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 3);
+    const int device = ::open(console.Path().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    ASSERT_EQ(::dup2(device, STDIN_FILENO), STDIN_FILENO);
+    {
+        PortForTests port(console.Path(), UsualConfig());
+        ASSERT_TRUE(port.IsReady());
+        const int read = std::exchange(port.m_uartRdFd, STDIN_FILENO);
+        const int write = std::exchange(port.m_uartWrFd, STDIN_FILENO);
+        ASSERT_TRUE(console.Send("r"));
+        ASSERT_TRUE(PseudoTerminal::IsReadable(STDIN_FILENO));
+        std::uint8_t byte = 'w';
+        EXPECT_FALSE(port.ReadByte(byte));
+        port.WriteBytes(&byte, 1);
+        EXPECT_FALSE(PseudoTerminal::IsReadable(console.Master(), 50));
+        port.m_uartRdFd = read;
+        port.m_uartWrFd = write;
+        EXPECT_TRUE(port.ReadByte(byte)) << "it was there to be read";
+    }
+    ::close(device);
+    if (before >= 0) {
+        ::dup2(before, STDIN_FILENO);
+        ::close(before);
+    } else {
+        ::close(STDIN_FILENO);
+    }
 }
 
 TEST_F(LinuxSerialTest, WritesTheBytesAsTheyAre) {

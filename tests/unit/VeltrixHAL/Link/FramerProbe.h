@@ -4,6 +4,7 @@
 #include "VeltrixHAL/PacketFramer.h"
 #include "tests/unit/VeltrixHAL/Support/FakeSerial.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <vector>
@@ -25,16 +26,20 @@ public:
     // The packet that any framer is filling, or null.
     static const Packet* CurrentOf(const PacketFramer& framer) { return framer.*(&FramerProbe::mPacketPtr); }
 
+    static constexpr std::size_t HeaderCapacity() { return sizeof mReceivedHeader; }
+    static constexpr std::size_t PayloadCapacity() { return sizeof mReceivedPayload; }
+    static constexpr std::size_t EscapedCapacity() { return sizeof mEscapedTxData; }
+
     bool HeaderIsZero() const { return mReceivedHeader == std::array<std::uint8_t, 7>{}; }
-    bool PayloadIsZero() const {
-        for (const std::uint8_t byte : mReceivedPayload) {
-            if (byte != 0) {
-                return false;
-            }
-        }
-        return true;
-    }
+    bool PayloadIsZero() const { return IsZero(mReceivedPayload); }
+    bool EscapedIsZero() const { return IsZero(mEscapedTxData); }
     void Append(std::uint8_t byte) { ReceiveByte(byte); }
+
+private:
+    template <typename Buffer>
+    static bool IsZero(const Buffer& buffer) {
+        return std::all_of(buffer.begin(), buffer.end(), [](std::uint8_t byte) { return byte == 0; });
+    }
 };
 
 // Six packets, as the master has.

@@ -7,8 +7,11 @@
 #include "tests/unit/VeltrixHAL/Support/FrameBuilder.h"
 #include "tests/unit/VeltrixHAL/Support/GlobalsGuard.h"
 
+#include <cstddef>
 #include <memory>
+#include <new>
 #include <optional>
+#include <vector>
 
 namespace {
 
@@ -91,6 +94,29 @@ TEST_F(FramerTest, StartsIdleWithEverythingZero) {
     EXPECT_EQ(mFramer->Current(), nullptr);
     EXPECT_TRUE(mFramer->HeaderIsZero());
     EXPECT_TRUE(mFramer->PayloadIsZero());
+}
+
+TEST_F(FramerTest, StartsWithItsBuffersZeroWhateverTheMemoryHeld) {
+    static_assert(FramerProbe::HeaderCapacity() == 7);
+    static_assert(FramerProbe::PayloadCapacity() == 65536);
+    static_assert(FramerProbe::EscapedCapacity() == 131072);
+    void* const memory = ::operator new(sizeof(FramerProbe));
+    // Volatile, since nobody may look at the memory as it is before the framer.
+    auto* const bytes = static_cast<volatile unsigned char*>(memory);
+    for (std::size_t i = 0; i < sizeof(FramerProbe); ++i) {
+        bytes[i] = 0xA5;
+    }
+    auto* const framer = new (memory) FramerProbe(mSerial, mSix.pool, 0x0A);
+    EXPECT_TRUE(framer->HeaderIsZero());
+    EXPECT_TRUE(framer->PayloadIsZero());
+    EXPECT_TRUE(framer->EscapedIsZero());
+    EXPECT_EQ(framer->HeaderBytes(), 0U);
+    EXPECT_EQ(framer->PayloadBytes(), 0U);
+    EXPECT_EQ(framer->PayloadSize(), 0U);
+    EXPECT_EQ(framer->State(), FramerProbe::StateIdle);
+    EXPECT_EQ(framer->Current(), nullptr);
+    std::destroy_at(framer);
+    ::operator delete(memory);
 }
 
 TEST_F(FramerTest, StatusesHaveTheValuesThatNacksCarry) {
@@ -305,6 +331,24 @@ TEST_F(FramerTest, EveryPollSetsTheHealthBitAndLeavesTheOthers) {
     EXPECT_EQ(HalGlobals::gProcessHealth, 0x20U);
 }
 
+TEST_F(FramerTest, TheHealthBitIsSetAnewForEachByte) {
+    struct ForgetfulPort : FakeSerial {
+        bool ReadByte(std::uint8_t& byte) override {
+            seen.push_back(HalGlobals::gProcessHealth.exchange(0));
+            return FakeSerial::ReadByte(byte);
+        }
+        std::vector<std::uint32_t> seen;
+    };
+    ForgetfulPort port;
+    FramerProbe framer(port, mSix.pool, 0x0A);
+    port.Feed(Join({{0x00}, kAck}));
+    Packet* packet = nullptr;
+    EXPECT_EQ(framer.Process(packet), RxPacketIsValid);
+    ASSERT_NE(packet, nullptr);
+    mSix.pool.Free(*packet);
+    EXPECT_EQ(port.seen, (std::vector<std::uint32_t>{0x20, 0x20, 0x20, 0x20, 0x20, 0x20, 0x20}));
+}
+
 TEST_F(FramerTest, AnotherStartByteCanBeChosen) {
     FramerProbe other(mSerial, mSix.pool, 0x55);
     const Bytes start = {0x55, 0x01, 0x00, 0x00};
@@ -337,6 +381,12 @@ TEST_F(FramerTest, SendCutsTheSizeToSixteenBits) {
     ASSERT_EQ(mSerial.Writes().size(), 2U);
     EXPECT_EQ(mSerial.Writes()[0].size(), 0U);
     EXPECT_EQ(mSerial.Writes()[1].size(), 65535U);
+}
+
+TEST_F(FramerTest, OneCallReadsAllThatIsThere) {
+    mSerial.Feed(Bytes(300'000, 0x00));
+    EXPECT_WAITING(Poll());
+    EXPECT_EQ(mSerial.UnreadBytes(), 0U);
 }
 
 TEST_F(FramerTest, StoppingALineThatNeverFallsSilentDoesNotHoldACall) {
