@@ -4,9 +4,12 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdio>
 #include <filesystem>
 #include <iterator>
 #include <optional>
+#include <string>
+#include <utility>
 
 #include "tests/unit/Configuration/ConfigurationFixture.h"
 
@@ -16,10 +19,10 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using ConfigurationFileTest = ConfigurationFixture;
 
-// As on a full disk: files can be made and take no byte.
+// As on a full disk: files can be made and take no byte. Each attempt raises a signal first.
 class NoBytesInFiles {
 public:
-    NoBytesInFiles() : mSignalBefore(std::signal(SIGXFSZ, SIG_IGN)) {
+    explicit NoBytesInFiles(void (*whenTried)(int) = SIG_IGN) : mSignalBefore(std::signal(SIGXFSZ, whenTried)) {
         ::getrlimit(RLIMIT_FSIZE, &mBefore);
         const rlimit none{.rlim_cur = 0, .rlim_max = mBefore.rlim_max};
         ::setrlimit(RLIMIT_FSIZE, &none);
@@ -34,6 +37,31 @@ public:
 private:
     void (*mSignalBefore)(int);
     rlimit mBefore{};
+};
+
+// A file that is taken away, or has a folder put in its place, as soon as something is written to it.
+class UnsteadyFile {
+public:
+    UnsteadyFile(std::string file, std::string folder) {
+        sFile = std::move(file);
+        sFolder = std::move(folder);
+    }
+    ~UnsteadyFile() {
+        sFile.clear();
+        sFolder.clear();
+    }
+    UnsteadyFile(const UnsteadyFile&) = delete;
+    UnsteadyFile& operator=(const UnsteadyFile&) = delete;
+
+    static void TakeAway(int) { ::unlink(sFile.c_str()); }
+    static void MakeFolder(int) {
+        ::unlink(sFile.c_str());
+        ::rename(sFolder.c_str(), sFile.c_str());
+    }
+
+private:
+    inline static std::string sFile;
+    inline static std::string sFolder;
 };
 
 TEST_F(ConfigurationFileTest, AMissingFileIsMadeWithAnEmptyObject) {
@@ -64,6 +92,31 @@ TEST_F(ConfigurationFileTest, AFileJustMadeThatStaysEmptyIsAnEmptyObject) {
     EXPECT_TRUE(store.mFileOkay);
     EXPECT_EQ(Document(store), "{}");
     EXPECT_EQ(mFolder.Read("settings.json"), "");
+}
+
+TEST_F(ConfigurationFileTest, AFileJustMadeThatCannotBeOpenedIsAnEmptyObject) {
+    const UnsteadyFile file(mFolder.Path("settings.json"), "");
+    auto noBytes = std::make_optional<NoBytesInFiles>(&UnsteadyFile::TakeAway);
+    OpenConfiguration store(mFolder.Path("settings.json"), false);
+    noBytes.reset();
+    EXPECT_THAT(mLog.Take(),
+                ElementsAre(Error("file does not exist.  Creating file /settings.json"),
+                            Error("Unable to open /settings.json"), Error("Unable to save config.  Invalid cJson.")));
+    EXPECT_TRUE(store.mFileOkay);
+    EXPECT_EQ(Document(store), "{}");
+}
+
+TEST_F(ConfigurationFileTest, AFileJustMadeThatCannotBeReadIsAnEmptyObject) {
+    mFolder.Write("folder/file", "");  // some file systems give an empty folder the size 0
+    const UnsteadyFile file(mFolder.Path("settings.json"), mFolder.Path("folder"));
+    auto noBytes = std::make_optional<NoBytesInFiles>(&UnsteadyFile::MakeFolder);
+    OpenConfiguration store(mFolder.Path("settings.json"), false);
+    noBytes.reset();
+    EXPECT_THAT(mLog.Take(),
+                ElementsAre(Error("file does not exist.  Creating file /settings.json"),
+                            Error("Unable to read /settings.json"), Error("Unable to save config.  Invalid cJson.")));
+    EXPECT_TRUE(store.mFileOkay);
+    EXPECT_EQ(Document(store), "{}");
 }
 
 TEST_F(ConfigurationFileTest, AFileThatVanishedAndStaysEmptyIsAnEmptyObjectWhichSaveTriesToWrite) {
