@@ -11,7 +11,7 @@
 
 // The prefix, without a trailing slash; empty for none.
 inline std::string PathRoot() {
-    const char* const value = std::getenv("VELTRIX_ROOT");  // NOLINT(concurrency-mt-unsafe): nothing sets it
+    const char* const value = std::getenv("VELTRIX_ROOT");  // nothing sets it
     std::string root = value == nullptr ? "" : value;
     while (!root.empty() && root.back() == '/') {
         root.pop_back();
@@ -31,16 +31,4 @@ inline std::string DisplayPath(std::string_view path) {
         path.remove_prefix(root.size());
     }
     return std::string(path);
-}
-
-// A text of somebody else's that names such paths, as messages show it.
-inline std::string DisplayText(std::string text) {
-    const std::string root = PathRoot();
-    if (root.empty()) {
-        return text;
-    }
-    for (auto at = text.find(root + "/"); at != std::string::npos; at = text.find(root + "/", at)) {
-        text.erase(at, root.size());
-    }
-    return text;
 }

@@ -6,9 +6,9 @@
 #include <system_error>
 #include <utility>
 
-#include "Common/Helper/RootedPath.h"
 #include "libVeltrix/src/ClientId.h"
 #include "libVeltrix/src/LibraryLog.h"
+#include "libVeltrix/src/RootedPath.h"
 
 namespace VeltrixDetail {
 namespace {
@@ -109,7 +109,7 @@ void BusConnection::NoteDropped(std::size_t count) {
         mDropped += count;
     }
     if (isFirst) {
-        LogWarning("Too many publications wait for the broker at {}: the oldest are dropped", DisplayPath(mSocket));
+        LogWarning("Too many publications wait for the broker at {}: the oldest are dropped", DisplayText(mSocket));
     }
 }
 

@@ -4,12 +4,12 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
+#include <system_error>
 #include <utility>
 
-#include "Common/Helper/RootedPath.h"
 #include "libVeltrix/src/BusConnection.h"
 #include "libVeltrix/src/LibraryLog.h"
+#include "libVeltrix/src/RootedPath.h"
 
 namespace VeltrixDetail {
 
@@ -54,7 +54,7 @@ void BusConnection::End() {
         undelivered = mOutbox.Size();
     }
     if (undelivered > 0) {
-        LogWarning("Left the broker at {} with {} publications undelivered", DisplayPath(mSocket), undelivered);
+        LogWarning("Left the broker at {} with {} publications undelivered", DisplayText(mSocket), undelivered);
     }
     // After this nothing of the process is touched any more: whoever waits may take it apart.
     {
@@ -124,7 +124,10 @@ void BusConnection::WaitAndService() {
         polled[1].events = static_cast<short>(mSession->WantsToWrite() ? POLLIN | POLLOUT : POLLIN);
     }
     if (poll(polled, 2, MillisecondsToWait()) < 0) {
-        return;  // interrupted: the next round asks again
+        if (errno != EINTR) {
+            LoseLink(-errno);
+        }
+        return;
     }
     if (polled[0].revents != 0) {
         mWakeUp.Clear();
@@ -180,7 +183,7 @@ void BusConnection::LoseLink(int result) {
     mNextAttempt = BusClock::now() + mPause;
     mPause = std::min(mPause * 2, kLastPause);
     if (isNews) {
-        LogWarning("Lost the broker at {}: {}", DisplayPath(mSocket), std::strerror(-result));
+        LogWarning("Lost the broker at {}: {}", DisplayText(mSocket), std::generic_category().message(-result));
     }
     std::size_t dropped = 0;
     {
@@ -213,7 +216,7 @@ void BusConnection::OnAccepted() {
     }
     mChanged.notify_all();
     if (mWasUp) {
-        LogInfo("Reconnected to the broker at {}", DisplayPath(mSocket));
+        LogInfo("Reconnected to the broker at {}", DisplayText(mSocket));
     }
     mWasUp = true;
 }
@@ -231,7 +234,7 @@ void BusConnection::OnSubscribed(int messageId, bool isGranted) {
     }
     mChanged.notify_all();
     for (const std::string& topic : lost) {
-        LogWarning("The broker at {} refuses \"{}\" since it came back", DisplayPath(mSocket), topic);
+        LogWarning("The broker at {} refuses \"{}\" since it came back", DisplayText(mSocket), topic);
     }
 }
 
@@ -246,7 +249,7 @@ void BusConnection::OnDelivered(int messageId) {
         }
     }
     if (dropped > 0) {
-        LogInfo("{} publications were dropped before the broker at {} took the others", dropped, DisplayPath(mSocket));
+        LogInfo("{} publications were dropped before the broker at {} took the others", dropped, DisplayText(mSocket));
     }
 }
 
@@ -255,6 +258,10 @@ void BusConnection::OnMessage(const std::string& topic, std::string_view payload
     {
         const std::lock_guard lock(mMutex);
         subscriptions = mSubscriptions.Find(topic);
+    }
+    if (payload.size() > kMaxReceived) {
+        LogWarning("Message on \"{}\" dropped: {} bytes are too many", topic, payload.size());
+        return;
     }
     for (const std::shared_ptr<const Subscription>& subscription : subscriptions) {
         Delivery delivery{subscription, subscription->prototype->Clone(), payload.size()};

@@ -60,6 +60,9 @@ int EventClient::Publish(const std::string& topic, const VeltrixDataTypeBase& da
         return -ENOTCONN;
     }
     VeltrixDetail::Publication publication{topic, data.ToJson()};
+    if (publication.payload.empty()) {
+        return -ENOMEM;  // whoever receives an empty text reads an object whose fields all have their defaults
+    }
     if (publication.payload.size() > VeltrixDetail::kMaxPayload) {
         return -EMSGSIZE;
     }

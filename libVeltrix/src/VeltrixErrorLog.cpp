@@ -10,7 +10,7 @@
 #include <mutex>
 #include <system_error>
 
-#include "Common/Helper/RootedPath.h"
+#include "libVeltrix/src/RootedPath.h"
 
 namespace {
 
@@ -35,7 +35,7 @@ void ReportFailure(const std::string& text) {
     const std::lock_guard lock(sMutex);
     if (const auto now = Clock::now(); now >= sNext) {
         sNext = now + std::chrono::seconds(1);
-        std::fprintf(stderr, "Could not write to the log: %s\n", DisplayText(text).c_str());
+        std::fprintf(stderr, "Could not write to the log: %s\n", VeltrixDetail::DisplayText(text).c_str());
     }
 }
 
@@ -47,7 +47,7 @@ constinit int VeltrixErrorLog::gVerbosity = 0;
 void VeltrixErrorLog::initLogger(const std::string& name) {
     // spdlog tells of every failure by an exception; whoever finds no logger goes on without one.
     try {
-        const std::filesystem::path file = RootedPath("/Veltrix/log/" + name + ".log");
+        const std::filesystem::path file = VeltrixDetail::RootedPath("/Veltrix/log/" + name + ".log");
         std::error_code error;
         std::filesystem::create_directories(file.parent_path(), error);
         if (error) {

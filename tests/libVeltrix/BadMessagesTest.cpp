@@ -168,6 +168,27 @@ TEST_F(BadMessages, TheWarningSaysWhatWasWrong) {
     EXPECT_EQ(CountInLog("Message on \"weld_trace_data\" dropped: no JSON object: ill-formed at byte 12\n"), 1U);
 }
 
+TEST_F(BadMessages, AreReadUpToTwoMebibytes) {
+    constexpr std::size_t kMost = 2 * 1024 * 1024;
+    EventClient client("client");
+    ASSERT_EQ(client.Connect(Socket()), 0);
+    const RequestType prototype;
+    Recorder recorder;
+    ASSERT_EQ(client.Subscribe("req_hal_info", Recorder::Handle, &prototype, &recorder, false), 0);
+    BusProbe probe(Socket());
+    const std::string largest = R"({"x":")" + std::string(kMost - 8, 'y') + R"("})";
+    ASSERT_EQ(largest.size(), kMost);
+    probe.Publish("req_hal_info", largest);
+    probe.Publish("req_hal_info", largest + " ");
+    // Small items, which take the most memory.
+    probe.Publish("req_hal_info", R"({"x":[1)" + Repeat(",1", 4 * 1024 * 1024) + "]}");
+    probe.Publish("req_hal_info", "{}");
+    ASSERT_TRUE(recorder.WaitFor(2));
+    EXPECT_EQ(recorder.Count(), 2U);
+    EXPECT_EQ(CountInLog("Message on \"req_hal_info\" dropped: 2097153 bytes are too many\n"), 1U);
+    EXPECT_EQ(CountInLog("Message on \"req_hal_info\" dropped: 8388617 bytes are too many\n"), 1U);
+}
+
 TEST_F(BadMessages, OddOnesAreDeliveredWithAWarning) {
     EventClient client("client");
     ASSERT_EQ(client.Connect(Socket()), 0);

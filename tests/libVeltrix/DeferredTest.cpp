@@ -60,9 +60,11 @@ TEST_F(Deferred, WaitsForAFirstMessageNoLongerThanAsked) {
     EXPECT_EQ(mClient.ExecuteDeferredEventHandlers(50), 0);
     EXPECT_GE(Clock::now() - start, 50ms);
     start = Clock::now();
-    EXPECT_EQ(mClient.ExecuteDeferredEventHandlers(0), 0);
-    EXPECT_EQ(mClient.ExecuteDeferredEventHandlers(-5), 0);
-    EXPECT_LT(Clock::now() - start, 50ms);
+    for (int i = 0; i < 100; ++i) {
+        EXPECT_EQ(mClient.ExecuteDeferredEventHandlers(0), 0);
+        EXPECT_EQ(mClient.ExecuteDeferredEventHandlers(-5), 0);
+    }
+    EXPECT_LT(Clock::now() - start, 5s) << "200 calls that each wait would take longer";
     ASSERT_EQ(mClient.Publish("process_ready", Numbered(1)), 0);
     EXPECT_EQ(mClient.ExecuteDeferredEventHandlers(10'000), 1);
     EXPECT_LT(Clock::now() - start, 5s);

@@ -3,8 +3,11 @@
 #include <cjson/cJSON.h>
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <string>
+
+#include "tests/libVeltrix/BusFixture.h"
 
 namespace {
 
@@ -55,6 +58,20 @@ TEST(JsonMemory, ReadingGivesAllOrNothing) {
     }
     EXPECT_GT(allowed, 10);
     EXPECT_LT(allowed, kMoreThanEnough);
+}
+
+class PublishingWithoutMemory : public BusFixture {};
+
+TEST_F(PublishingWithoutMemory, IsRefusedInsteadOfSendingAnEmptyMessage) {
+    EventClient client("client");
+    ASSERT_EQ(client.Connect(Socket()), 0);
+    PowerDownStatus status;
+    status.set_nameOfCaller("me");
+    {
+        const ShortMemory memory(0);
+        EXPECT_EQ(client.Publish("power_down_status", status), -ENOMEM);
+    }
+    EXPECT_EQ(client.Publish("power_down_status", status), 0);
 }
 
 }  // namespace

@@ -149,8 +149,8 @@ TEST_F(Lifetime, AChildProcessDoesNotHoldTheConnection) {
             }
         }).detach();
     }
-    WaitUntil([] { return sRecorder.Count() > 20; });
-    std::exit(result == 0 ? 0 : 1);  // NOLINT(concurrency-mt-unsafe): this is what is tested
+    const bool isUnderTraffic = WaitUntil([] { return sRecorder.Count() > 20; });
+    std::exit(result != 0 ? 1 : isUnderTraffic ? 0 : 2);  // this is what is tested
 }
 
 TEST_F(Lifetime, TheProcessMayExitWhileItsThreadsUseTheBus) {

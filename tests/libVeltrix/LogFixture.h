@@ -15,11 +15,11 @@
 // Puts the machine's root into a folder of its own for the length of a test.
 class RootFixture : public testing::Test {
 protected:
-    RootFixture() { setenv("VELTRIX_ROOT", mRoot.Path().c_str(), 1); }  // NOLINT(concurrency-mt-unsafe)
+    RootFixture() { setenv("VELTRIX_ROOT", mRoot.Path().c_str(), 1); }
     ~RootFixture() override {
         VeltrixErrorLog::gRotatingLogger.reset();
         spdlog::drop_all();
-        unsetenv("VELTRIX_ROOT");  // NOLINT(concurrency-mt-unsafe)
+        unsetenv("VELTRIX_ROOT");
     }
 
     std::string Read(const std::string& name) const {

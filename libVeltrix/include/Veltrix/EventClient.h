@@ -36,18 +36,19 @@ public:
 
     // Has the handler called for every message on exactly this topic, retained ones excepted: with `deferred` in
     // ExecuteDeferredEventHandlers, else on the library's thread. Messages are built by reading into a copy of the
-    // prototype; ill-formed ones are dropped with a warning. A further subscription to the same topic adds a handler;
-    // each gets its own object. Returns once the broker has granted it, after at most 5 s. Subscriptions last until
-    // Disconnect. -ENOTCONN not connected, -EINVAL a topic that is empty, no UTF-8, longer than 65,535 bytes or has a
-    // wildcard, no handler or no prototype, -EACCES refused by the broker, -ETIMEDOUT no answer, -EDEADLK called on the
-    // library's own thread, which would have to bring the answer.
+    // prototype; ill-formed ones, and those above 2 MiB, are dropped with a warning. A further subscription to the same
+    // topic adds a handler; each gets its own object. Returns once the broker has granted it, after at most 5 s.
+    // Subscriptions last until Disconnect. -ENOTCONN not connected, -EINVAL a topic that is empty, no UTF-8, longer
+    // than 65,535 bytes or has a wildcard, no handler or no prototype, -EACCES refused by the broker, -ETIMEDOUT no
+    // answer, -EDEADLK called on the library's own thread, which would have to bring the answer.
     int Subscribe(const std::string& topic, Handler handler, const VeltrixDataTypeBase* prototype, void* context,
                   bool deferred);
 
     // Queues the data's JSON form for sending and returns without waiting; messages go out in the order of the calls.
     // While the broker is away 10,000 messages wait, then the oldest is dropped with one warning; a burst towards a
     // present broker is bounded at ten times that and at 64 MiB.
-    // -ENOTCONN not connected by Connect, -EINVAL a topic as above, -EMSGSIZE more than MQTT can carry.
+    // -ENOTCONN not connected by Connect, -EINVAL a topic as above, -EMSGSIZE more than MQTT can carry, -ENOMEM no
+    // memory for the JSON form.
     int Publish(const std::string& topic, const VeltrixDataTypeBase& data);
 
     // Runs, on the caller's thread and in the order of arrival, the deferred handlers whose messages were waiting at

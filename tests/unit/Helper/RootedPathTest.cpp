@@ -29,16 +29,6 @@ TEST(RootedPathTest, PathsThatDoNotLieBelowThePrefixAreShownInFull) {
     }
 }
 
-TEST(RootedPathTest, TextsLoseThePrefixOfEachPathInThem) {
-    const ScopedVariable root("VELTRIX_ROOT", "/some/place/");
-    EXPECT_EQ(DisplayText("from /some/place/Veltrix/a to /some/place/Veltrix/b: failed"),
-              "from /Veltrix/a to /Veltrix/b: failed");
-    EXPECT_EQ(DisplayText("/some/placebo/a"), "/some/placebo/a");
-    EXPECT_EQ(DisplayText(""), "");
-    const ScopedVariable none("VELTRIX_ROOT", "");
-    EXPECT_EQ(DisplayText("/some/place/Veltrix/a"), "/some/place/Veltrix/a");
-}
-
 TEST(RootedPathTest, TheRootFolderAsThePrefixChangesNothing) {
     const ScopedVariable root("VELTRIX_ROOT", "/");
     EXPECT_EQ(RootedPath("/Veltrix/a"), "/Veltrix/a");
