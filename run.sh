@@ -26,7 +26,7 @@ a pseudo terminal and VeltrixHAL, and plays a tour: what is done, and what comes
 machine then stays until Ctrl-C, shows what happens on bus and line, and passes what is typed to the simulated carrier.
 
   --once         end after the tour; status 0 only when every step was seen to work
-  --no-tour      only start the machine, and stay
+  --no-tour      only start the machine, and stay, on a terminal or not
   --uart DEVICE  a real carrier on this serial device in place of the simulated one; what could change a carrier's
                  settings or firmware is left out of the tour
   --root DIR     keep the machine's files below DIR; otherwise below a scratch folder that goes with the machine
@@ -88,9 +88,16 @@ if $once && ! $tour; then
 fi
 [[ -z "$gUart" || -c "$gUart" ]] || Die "$gUart is no serial device"
 
-# Ctrl-C at any moment is the way to end this: nothing stays behind, and it is no failure.
+# Ctrl-C at any moment is the way to end this: nothing stays behind, and it is no failure, unless it cuts short what was
+# to end by itself with a verdict.
 trap 'TakeDown' EXIT
-trap 'printf "\n"; exit 0' INT TERM HUP
+if $once; then
+    trap 'exit 130' INT
+    trap 'exit 143' TERM
+    trap 'exit 129' HUP
+else
+    trap 'printf "\n"; exit 0' INT TERM HUP
+fi
 
 BuildMachine
 PrepareRoot
@@ -106,7 +113,7 @@ else
     StartHal
 fi
 
-if $once || [[ ! -t 0 ]] || ((failures > 0)); then
+if $once || { $tour && [[ ! -t 0 ]]; } || ((failures > 0)); then
     # A failed tour ends too: its logs are kept and named.
     exit "$((failures > 0))"
 fi

@@ -117,9 +117,10 @@ TakeDown() {
     exit "$status"
 }
 
-# StayWithMachine: shows what happens and passes on what is typed, until Ctrl-C or the end of the input.
+# StayWithMachine: shows what happens and passes on what is typed, until Ctrl-C or the end of what is typed. Without a
+# terminal it stays until a signal.
 StayWithMachine() {
-    local part line='' status
+    local part line='' status isRead=true
     Heading "The machine runs until Ctrl-C"
     echo "watch it:  mosquitto_sub --unix $gSocket -t '#' -v"
     echo "drive it:  mosquitto_pub --unix $gSocket -t req_hal_info -m '{}'"
@@ -129,13 +130,20 @@ StayWithMachine() {
     MarkAll
     while true; do
         status=0
-        IFS= read -r -t 0.3 part || status=$?
+        if $isRead; then
+            IFS= read -r -t 0.3 part || status=$?
+        else
+            part=''
+            sleep 0.3
+            status=142 # as when the time runs out
+        fi
         line+=$part # the time may run out in the middle of a line
         if ((status == 0)); then
             [[ -n "$gUart" || -z "$line" ]] || TellCarrier "$line"
             line=''
         elif ((status <= 128)); then
-            return 0
+            [[ ! -t 0 ]] || return 0
+            isRead=false
         fi
         ShowNews
         if HalIsGone; then
