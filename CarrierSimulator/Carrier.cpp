@@ -56,7 +56,10 @@ void Carrier::Begin() {
 }
 
 void Carrier::Stop() {
-    mIsStopping = true;
+    {
+        const Lock lock(mMutex);  // not between the test and the wait of SleepUntil
+        mIsStopping = true;
+    }
     mLine.Wake();
     mChanged.notify_all();
     if (mThread.joinable()) {

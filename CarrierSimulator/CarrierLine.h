@@ -15,7 +15,7 @@ namespace simulator {
 // The other end of a pseudo terminal may come and go. While nobody has it open, bytes that are written are lost, as on
 // a wire that leads nowhere, and nothing arrives.
 //
-// One thread reads and one writes at a time; Wake and Close may come from any.
+// One thread reads and one writes at a time; Wake may come from any, Close only when nobody does either any more.
 class CarrierLine {
 public:
     CarrierLine();

@@ -182,7 +182,13 @@ Reply SetRates(Arguments arguments, Carrier& carrier) {
     if (!rate || !(*rate >= 0 && *rate <= 1)) {
         return kWrongArguments;
     }
-    const FaultRates rates{*rate, *rate, *rate, *rate, *rate, *rate, Milliseconds{50}};
+    const FaultRates rates{.drop = *rate,
+                           .corrupt = *rate,
+                           .cut = *rate,
+                           .duplicate = *rate,
+                           .delay = *rate,
+                           .noise = *rate,
+                           .forge = *rate};
     carrier.Faults().SetRates(Direction::Received, rates);
     carrier.Faults().SetRates(Direction::Sent, rates);
     return kDone;

@@ -65,6 +65,11 @@ void FaultInjector::Script(const ScriptedFault& fault) {
     mScripts.push_back(fault);
 }
 
+void FaultInjector::ClearScripts() {
+    const std::lock_guard lock(mMutex);
+    mScripts.clear();
+}
+
 void FaultInjector::Clear() {
     const std::lock_guard lock(mMutex);
     mScripts.clear();

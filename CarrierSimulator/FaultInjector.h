@@ -91,6 +91,7 @@ public:
     void SetRates(Direction direction, const FaultRates& rates);
 
     void Script(const ScriptedFault& fault);
+    void ClearScripts();
 
     // Clean line from now on: no rates, no scripts.
     void Clear();

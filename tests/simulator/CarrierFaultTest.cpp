@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "tests/simulator/CarrierFixture.h"
+#include "tests/support/WaitUntil.h"
 
 namespace simulator {
 namespace {
@@ -34,14 +35,15 @@ TEST_F(CarrierFaultTest, LostAnswerIsOnlyTheAnswer) {
     Begin();
     mCarrier->Faults().Script({.what = What::Drop});
     ASSERT_TRUE(mModule->Write(kWifiUp));
+    EXPECT_TRUE(mCarrier->WaitForState([](const CarrierState& state) { return state.leds.isWifiOn; }, kPatience));
     EXPECT_EQ(mModule->ReadUntilQuiet(kQuiet), "");
-    EXPECT_TRUE(IsWifiOn());
 }
 
 TEST_F(CarrierFaultTest, IgnoredCommandIsNeitherDoneNorAnswered) {
     Begin();
     mCarrier->Faults().Script({.what = What::Ignore});
     ASSERT_TRUE(mModule->Write(kWifiUp));
+    ASSERT_TRUE(mCarrier->WaitForCount(command::kWifiUp, 1, kPatience));
     EXPECT_EQ(mModule->ReadUntilQuiet(kQuiet), "");
     EXPECT_FALSE(IsWifiOn());
     EXPECT_EQ(mCarrier->ReceivedCount(), 1U);
@@ -51,6 +53,7 @@ TEST_F(CarrierFaultTest, LostFrameIsNotHeard) {
     Begin();
     mCarrier->Faults().Script({.where = Where::Received, .what = What::Drop});
     ASSERT_TRUE(mModule->Write(kWifiUp));
+    ASSERT_TRUE(WaitUntil([this] { return mCarrier->Statistics().bytesReceived == 6; }));
     EXPECT_EQ(mModule->ReadUntilQuiet(kQuiet), "");
     EXPECT_EQ(mCarrier->ReceivedCount(), 0U);
     EXPECT_EQ(mCarrier->Statistics().receiveFaults.dropped, 1U);

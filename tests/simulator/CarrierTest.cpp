@@ -228,7 +228,7 @@ TEST_F(CarrierTest, LogKeepsTheLatest) {
 
 TEST_F(CarrierTest, RestartForgetsAndComesBackWithAHeartbeat) {
     CarrierOptions options;
-    options.restartTime = 50ms;
+    options.restartTime = 1s;  // time enough to send it something meanwhile
     Begin(options);
     Exchange("0A 1D 00 00 5A 9A", kAckBytes);
     mCarrier->Restart();

@@ -2,6 +2,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -40,6 +41,7 @@ public:
         argv.push_back(nullptr);
         mProcess = ::fork();
         if (mProcess == 0) {
+            ::prctl(PR_SET_PDEATHSIG, SIGKILL);
             ::dup2(input[0], STDIN_FILENO);
             ::dup2(output[1], STDOUT_FILENO);
             ::dup2(output[1], STDERR_FILENO);
