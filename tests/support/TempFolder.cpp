@@ -13,7 +13,7 @@ namespace {
 constexpr std::size_t kLongestParent = 50;
 
 std::string Parent() {
-    const char* const value = std::getenv("TMPDIR");  // NOLINT(concurrency-mt-unsafe): nothing sets it
+    const char* const value = std::getenv("TMPDIR");  // nothing sets it
     const std::string folder = value == nullptr ? "" : value;
     return folder.empty() || folder.size() > kLongestParent ? "/tmp" : folder;
 }

@@ -42,16 +42,16 @@ public:
 class ScopedVariable {
 public:
     ScopedVariable(const char* name, const std::string& value) : mName(name) {
-        const char* const before = std::getenv(name);  // NOLINT(concurrency-mt-unsafe)
+        const char* const before = std::getenv(name);
         mWasSet = before != nullptr;
         mBefore = mWasSet ? before : "";
-        ::setenv(name, value.c_str(), 1);  // NOLINT(concurrency-mt-unsafe)
+        ::setenv(name, value.c_str(), 1);
     }
     ~ScopedVariable() {
         if (mWasSet) {
-            ::setenv(mName, mBefore.c_str(), 1);  // NOLINT(concurrency-mt-unsafe)
+            ::setenv(mName, mBefore.c_str(), 1);
         } else {
-            ::unsetenv(mName);  // NOLINT(concurrency-mt-unsafe)
+            ::unsetenv(mName);
         }
     }
     ScopedVariable(const ScopedVariable&) = delete;

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 #include <sys/time.h>
+#include <sys/timex.h>
 #include <time.h>
 
 #include <cerrno>
@@ -51,6 +52,20 @@ TEST_F(ClockGuardTest, RecordsEachSettingAndLeavesTheClockAlone) {
     EXPECT_EQ(Recorded(), "4102444800.007000000\n1.000005000\n");
     EXPECT_LT(time(nullptr), 4102444800);
     EXPECT_GT(time(nullptr), 1000000);
+}
+
+TEST_F(ClockGuardTest, RecordsAdjustmentsToo) {
+    const timeval delta{1, 5};
+    EXPECT_EQ(adjtime(&delta, nullptr), 0);
+    timex adjustment{};
+    adjustment.modes = ADJ_SETOFFSET;
+    adjustment.time = {2, 6};
+    EXPECT_EQ(adjtimex(&adjustment), 0);
+    adjustment.time = {3, 7};
+    EXPECT_EQ(ntp_adjtime(&adjustment), 0);
+    adjustment.time = {4, 8};
+    EXPECT_EQ(clock_adjtime(CLOCK_REALTIME, &adjustment), 0);
+    EXPECT_EQ(Recorded(), "1.000005000\n2.000000006\n3.000000007\n4.000000008\n");
 }
 
 TEST_F(ClockGuardTest, OnlyTheRealTimeClockCanBeSet) {

@@ -1,6 +1,7 @@
 // What the process says, where, and from which verbosity on.
 #include "Common/Logging/HalLog.h"
 
+#include <Veltrix/VeltrixErrorLog.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

@@ -312,7 +312,7 @@ TEST_F(AdminAccessTopicTest, AnExpiryThatIsNoTimeIsLoggedAndTheNextMessageWorks)
         EXPECT_NO_THROW(Receive(expiry));
         const auto lines = mLog.Take();
         ASSERT_EQ(lines.size(), 1U);
-        EXPECT_EQ(lines[0].level, spdlog::level::err);
+        EXPECT_EQ(lines[0].level, LogLevel::Error);
         EXPECT_EQ(lines[0].text.find("Admin access expiry date is no time: \"" + expiry + "\" ("), 0U) << lines[0];
     }
     ExpectNoRestart();

@@ -45,7 +45,7 @@ protected:
     void ExpectLoggedDifference(std::int64_t least, std::int64_t most) {
         const auto lines = LogWith("INITIAL");
         ASSERT_EQ(lines.size(), 1U);
-        EXPECT_EQ(lines[0].level, spdlog::level::info);
+        EXPECT_EQ(lines[0].level, LogLevel::Information);
         const std::string start = "INITIAL TIME SYNCHING SOM to 2025-03-04T05:06:07.525Z from carrier. TimeDiff is ";
         ASSERT_EQ(lines[0].text.substr(0, start.size()), start);
         std::size_t digits = 0;

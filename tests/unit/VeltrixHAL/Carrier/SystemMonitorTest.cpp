@@ -3,6 +3,7 @@
 
 #include "VeltrixHAL/SystemMonitor.h"
 
+#include <spdlog/logger.h>
 #include <spdlog/sinks/base_sink.h>
 
 #include <memory>

@@ -20,7 +20,7 @@ using FrameBuilder::Bytes;
 class Random {
 public:
     Random() {
-        const char* const wish = std::getenv("VELTRIX_TEST_SEED");  // NOLINT(concurrency-mt-unsafe)
+        const char* const wish = std::getenv("VELTRIX_TEST_SEED");
         const auto seed = wish != nullptr ? static_cast<std::uint32_t>(std::stoul(wish)) : 987654321U;
         mEngine.seed(seed);
         std::cout << "seed: " << seed << '\n';

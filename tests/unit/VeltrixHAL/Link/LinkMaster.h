@@ -120,7 +120,11 @@ protected:
     }
 
     // What mute polls print.
-    static std::string Dots(std::size_t count) { return std::string(count, '.'); }
+    static std::string Dots(std::size_t count, const char* then = "") {
+        std::string text(count, '.');
+        text += then;
+        return text;
+    }
 
     const Bytes kAck = {0x0A, 0x01, 0x00, 0x00, 0x7A, 0xAC};
     const Bytes kAlive = {0x0A, 0x09, 0x00, 0x00, 0xBC, 0x6E};

@@ -118,7 +118,7 @@ TEST_F(MasterRequestTest, SilenceEndsInATimeOut) {
     EXPECT_EQ(Wait(200), commError_Timeout);
     EXPECT_EQ(mClock.ElapsedMs(), 200U);
     EXPECT_THAT(mClock.Sleeps(), Each(10000U));
-    EXPECT_EQ(mConsole.Take(), Dots(20) + "WaitForResponseToRequest() timed out after 200 timeout var: 200\n");
+    EXPECT_EQ(mConsole.Take(), Dots(20, "WaitForResponseToRequest() timed out after 200 timeout var: 200\n"));
     EXPECT_THAT(mLog.Take(), ElementsAre(Information("WaitForResponseToRequest() Timed out after 200")));
 }
 
@@ -149,7 +149,7 @@ TEST_F(MasterRequestTest, AnswerAfterTooManyPollsIsCopiedAndCountsAsATimeOut) {
     EXPECT_EQ(Wait(200), commError_Timeout);
     EXPECT_EQ(mAnswer, mWithTwo);
     EXPECT_EQ(mConsole.Take(),
-              Dots(30) + "0x1 received after 300ms\nWaitForResponseToRequest() timed out after 300 timeout var: 200\n");
+              Dots(30, "0x1 received after 300ms\nWaitForResponseToRequest() timed out after 300 timeout var: 200\n"));
     EXPECT_THAT(mLog.Take(), ElementsAre(Information("WaitForResponseToRequest() Timed out after 300")));
 }
 
@@ -162,7 +162,7 @@ TEST_F(MasterRequestTest, MuteCarrierIsAskedThreeTimesWithoutAPause) {
     EXPECT_EQ(Ask(), commError_Timeout);
     EXPECT_THAT(mSerial.Writes(), ElementsAre(kGetVBat, kGetVBat, kGetVBat));
     EXPECT_THAT(times, ElementsAre(0U, 200U, 400U));
-    const std::string attempt = Dots(20) + "WaitForResponseToRequest() timed out after 200 timeout var: 200\n";
+    const std::string attempt = Dots(20, "WaitForResponseToRequest() timed out after 200 timeout var: 200\n");
     EXPECT_EQ(mConsole.Take(), attempt + attempt + attempt);
 }
 

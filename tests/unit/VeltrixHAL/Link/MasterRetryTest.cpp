@@ -104,7 +104,7 @@ TEST_F(MasterRetryTest, SilenceIsRepeatedAtOnceAfterEachTimeOut) {
     EXPECT_THAT(times, ElementsAre(0U, 200U, 400U));
     EXPECT_EQ(mClock.ElapsedMs(), 600U);
     EXPECT_THAT(mClock.Sleeps(), Each(10000U));
-    const std::string attempt = Dots(20) + "WaitForResponseToCommand() timed out after 200 timeout var: 200\n" +
+    const std::string attempt = Dots(20, "WaitForResponseToCommand() timed out after 200 timeout var: 200\n") +
                                 "HAL Sent packet: 0x1a, carrier return code: 2\n";
     EXPECT_EQ(mConsole.Take(),
               attempt + "2 retry attempts remaining\n" + attempt + "1 retry attempts remaining\n" + attempt);

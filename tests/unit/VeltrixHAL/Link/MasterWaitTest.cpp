@@ -59,7 +59,7 @@ TEST_F(MasterWaitTest, AckInPiecesIsPutTogetherAcrossPolls) {
 TEST_F(MasterWaitTest, SilenceEndsInATimeOut) {
     EXPECT_EQ(Wait(CommCommands_EnetUp, 200), commError_Timeout);
     EXPECT_EQ(mElapsedMs, 200U);
-    EXPECT_EQ(mConsole.Take(), Dots(20) + "WaitForResponseToCommand() timed out after 200 timeout var: 200\n");
+    EXPECT_EQ(mConsole.Take(), Dots(20, "WaitForResponseToCommand() timed out after 200 timeout var: 200\n"));
     EXPECT_THAT(mLog.Take(), ElementsAre(Information("WaitForResponseToCommand() Timed out after 200")));
     EXPECT_EQ(mMaster.responses.size(), 0U);
 }
@@ -136,12 +136,13 @@ TEST_F(MasterWaitTest, BusyNackDuringAFilePacketKeepsTheWaitOpenForTheAck) {
     mMaster.nackMeans = commError_BusyRetry;
     EXPECT_EQ(Wait(CommCommands_FileTransferPacket, 5000), commError_None);
     EXPECT_EQ(mElapsedMs, 3000U);
-    EXPECT_EQ(mConsole.Take(),
-              Dots(2) +
-                  "Received busy nack; carrier is storing the packet (20ms of 5000ms remaining before aborting)\n" +
-                  Dots(148) +
-                  "Received busy nack; carrier is storing the packet (1500ms of 5000ms remaining before aborting)\n" +
-                  Dots(150));
+    EXPECT_EQ(
+        mConsole.Take(),
+        Dots(2, "Received busy nack; carrier is storing the packet (20ms of 5000ms remaining before aborting)\n") +
+            Dots(148,
+                 "Received busy nack; carrier is storing the packet (1500ms of 5000ms remaining before "
+                 "aborting)\n") +
+            Dots(150));
     // The log's form lacks the second figure, and always has.
     EXPECT_THAT(
         mLog.Take(),
@@ -154,7 +155,7 @@ TEST_F(MasterWaitTest, BusyNackWithoutAnAckAfterItRunsIntoTheTimeOut) {
     VeltrixErrorLog::gVerbosity = -1;
     mSerial.Feed(kNackBusy);
     EXPECT_EQ(Wait(CommCommands_FileTransferPacket, 200), commError_Timeout);
-    EXPECT_EQ(mConsole.Take(), Dots(20) + "WaitForResponseToCommand() timed out after 200 timeout var: 200\n");
+    EXPECT_EQ(mConsole.Take(), Dots(20, "WaitForResponseToCommand() timed out after 200 timeout var: 200\n"));
 }
 
 TEST_F(MasterWaitTest, BusyNackToAnyOtherCommandEndsTheWait) {
