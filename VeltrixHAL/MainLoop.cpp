@@ -37,7 +37,7 @@ void MainLoop::Sleep() {
 }
 
 void MainLoop::PublishStatus() {
-    mHalStatus.set_ready(mCarrier.mIsCarrierAlive);
+    // In one step: a frame that comes meanwhile belongs to the next period.
+    mHalStatus.set_ready(mCarrier.mIsCarrierAlive.exchange(false));
     BusClient::Publish(mClient, "hal_status", mHalStatus);
-    mCarrier.mIsCarrierAlive = false;
 }

@@ -8,7 +8,12 @@
 #include "VeltrixHAL/Threads.h"
 #include "VeltrixHAL/WeldEvents.h"
 
+#include <algorithm>
+#include <cstddef>
+
 namespace {
+
+using BusHandler = void (*)(EventClient*, VeltrixDataTypeBase*, int, void*);
 
 // The library reads messages into copies of these until the very end of the process: never destroyed.
 template <typename DataType>
@@ -17,8 +22,17 @@ const VeltrixDataTypeBase& Prototype() {
     return prototype;
 }
 
+// A topic as a template argument.
+template <std::size_t size>
+struct Topic {
+    consteval Topic(const char (&literal)[size]) {  // rows pass literals
+        std::copy_n(literal, size, text);
+    }
+    char text[size];
+};
+
 // What stands around every handler: nothing new is begun while the process stops, and no exception gets out.
-template <EventClient::Handler handler>
+template <Topic topic, BusHandler handler>
 void Guarded(EventClient* client, VeltrixDataTypeBase* message, int reserved, void* context) {
     if (!gKeepRunning) {
         return;
@@ -26,7 +40,7 @@ void Guarded(EventClient* client, VeltrixDataTypeBase* message, int reserved, vo
     try {
         handler(client, message, reserved, context);
     } catch (...) {
-        LogCurrentException("a bus handler");
+        LogCurrentException("the handler of ", topic.text);
     }
 }
 
@@ -45,10 +59,15 @@ struct Subscription {
     const VeltrixDataTypeBase& prototype;
     Context context;
     Run run;
-    EventClient::Handler handler;
+    BusHandler handler;
     FailureText failure;
     const char* subject;
 };
+
+template <Topic topic, typename DataType, BusHandler handler>
+Subscription On(Context context, Run run, FailureText failure, const char* subject) {
+    return {topic.text, Prototype<DataType>(), context, run, Guarded<topic, handler>, failure, subject};
+}
 
 void ReportFailure(const Subscription& subscription, int result) {
     if (subscription.failure == FailureText::LoggedWithTopicAlone) {
@@ -69,36 +88,30 @@ void activateSubscriptions(EventClient& client, CarrierCommInterface& carrier, H
     using enum Run;
     using enum FailureText;
     const Subscription subscriptions[] = {
-        {"req_hal_info", Prototype<RequestType>(), Identity, OnArrival, Guarded<receiveHalInfoRequest>,
-         PrintedAndLogged, "HalIdentityRequest"},
-        {"power_down_status", Prototype<PowerDownStatus>(), None, Deferred, Guarded<receivePowerDownStatus>,
-         LoggedWithTopicAlone, ""},
-        {"weld_trigger_start", Prototype<WeldTriggerStart>(), None, Deferred, Guarded<receiveWeldTriggerStart>,
-         PrintedAndLogged, "WeldTriggerStart"},
-        {"weld_trace_data", Prototype<WeldTraceData>(), None, Deferred, Guarded<receiveWeldData>, PrintedAndLogged,
-         "WeldTraceDataPoint"},
-        {"weld_trigger_end", Prototype<WeldTriggerEnd>(), None, Deferred, Guarded<receiveWeldTriggerEnd>,
-         LoggedWithoutStop, "WeldTriggerEnd"},
-        {"system_led_status", Prototype<SystemLedStatus>(), Carrier, Deferred, Guarded<receiveSystemLedStatus>,
-         PrintedAndLogged, "system_led_Status"},
-        {"led_settings", Prototype<LedSettings>(), Carrier, Deferred, Guarded<receiveLedSettings>, PrintedAndLogged,
-         "LED_SETTINGS_TYPE"},
-        {"tessimor_settings", Prototype<TessimorSettings>(), Carrier, Deferred, Guarded<receiveTessimorSettings>,
-         PrintedAndLogged, "TESSIMOR_SETTINGS_TYPE"},
-        {"carrier_file", Prototype<CarrierFileInfo>(), Carrier, Deferred, Guarded<receiveFileInfo>, PrintedAndLogged,
-         "carrier_file"},
-        {"firmware_update_end", Prototype<FirmwareUpdateEnd>(), Carrier, Deferred, Guarded<receiveFirmwareEnd>,
-         PrintedAndLogged, "firmware_update_end"},
-        {"admin_access", Prototype<AdminAccessSettings>(), Carrier, Deferred, Guarded<receiveAdminAccessStatus>,
-         PrintedAndLogged, "admin_access"},
-        {"incoming_commands", Prototype<IncomingCommands>(), Carrier, Deferred, Guarded<receiveIncomingCommands>,
-         PrintedAndLogged, "incoming_commands"},
-        {"time_sync", Prototype<TimeSyncType>(), Carrier, Deferred, Guarded<receiveTimeSync>, PrintedAndLogged,
-         "time_sync"},
-        {"system_health", Prototype<SystemHealth>(), None, Deferred, Guarded<receiveSystemHealth>, LoggedWithTopicAlone,
-         ""},
-        {"req_delayed_device_settings", Prototype<RequestType>(), None, Deferred, Guarded<receiveDeviceSettingsRequest>,
-         LoggedWithTopicAlone, ""},
+        On<"req_hal_info", RequestType, receiveHalInfoRequest>(Identity, OnArrival, PrintedAndLogged,
+                                                               "HalIdentityRequest"),
+        On<"power_down_status", PowerDownStatus, receivePowerDownStatus>(None, Deferred, LoggedWithTopicAlone, ""),
+        On<"weld_trigger_start", WeldTriggerStart, receiveWeldTriggerStart>(None, Deferred, PrintedAndLogged,
+                                                                            "WeldTriggerStart"),
+        On<"weld_trace_data", WeldTraceData, receiveWeldData>(None, Deferred, PrintedAndLogged, "WeldTraceDataPoint"),
+        On<"weld_trigger_end", WeldTriggerEnd, receiveWeldTriggerEnd>(None, Deferred, LoggedWithoutStop,
+                                                                      "WeldTriggerEnd"),
+        On<"system_led_status", SystemLedStatus, receiveSystemLedStatus>(Carrier, Deferred, PrintedAndLogged,
+                                                                         "system_led_Status"),
+        On<"led_settings", LedSettings, receiveLedSettings>(Carrier, Deferred, PrintedAndLogged, "LED_SETTINGS_TYPE"),
+        On<"tessimor_settings", TessimorSettings, receiveTessimorSettings>(Carrier, Deferred, PrintedAndLogged,
+                                                                           "TESSIMOR_SETTINGS_TYPE"),
+        On<"carrier_file", CarrierFileInfo, receiveFileInfo>(Carrier, Deferred, PrintedAndLogged, "carrier_file"),
+        On<"firmware_update_end", FirmwareUpdateEnd, receiveFirmwareEnd>(Carrier, Deferred, PrintedAndLogged,
+                                                                         "firmware_update_end"),
+        On<"admin_access", AdminAccessSettings, receiveAdminAccessStatus>(Carrier, Deferred, PrintedAndLogged,
+                                                                          "admin_access"),
+        On<"incoming_commands", IncomingCommands, receiveIncomingCommands>(Carrier, Deferred, PrintedAndLogged,
+                                                                           "incoming_commands"),
+        On<"time_sync", TimeSyncType, receiveTimeSync>(Carrier, Deferred, PrintedAndLogged, "time_sync"),
+        On<"system_health", SystemHealth, receiveSystemHealth>(None, Deferred, LoggedWithTopicAlone, ""),
+        On<"req_delayed_device_settings", RequestType, receiveDeviceSettingsRequest>(None, Deferred,
+                                                                                     LoggedWithTopicAlone, ""),
     };
 
     PublishIdentity(client, halInfo);

@@ -26,14 +26,14 @@ bool Start(const char* name, Body body) {
 
 }  // namespace
 
-void LogCurrentException(const char* where) noexcept {
+void LogCurrentException(const char* where, const char* which) noexcept {
     try {
         try {
             throw;
         } catch (const std::exception& exception) {
-            HalLog::Error("Unexpected error in {}: {}", where, exception.what());
+            HalLog::Error("Unexpected error in {}{}: {}", where, which, exception.what());
         } catch (...) {
-            HalLog::Error("Unexpected error in {}", where);
+            HalLog::Error("Unexpected error in {}{}", where, which);
         }
     } catch (...) {
         HalLog::PrintErrorRaw("Unexpected error that could not be logged\n");

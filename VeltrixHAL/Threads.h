@@ -18,5 +18,6 @@ void Process(CarrierCommInterface* carrier);
 // The check-in thread's body.
 void CheckInUntilStopped(EventClient* client);
 
-// Logs the exception that is being handled; called in a catch-all, where nothing may get further.
-void LogCurrentException(const char* where) noexcept;
+// Logs the exception that is being handled and the place, "<where><which>"; called in a catch-all, where nothing may
+// get further.
+void LogCurrentException(const char* where, const char* which = "") noexcept;

@@ -117,7 +117,8 @@ void ReadSettings() {
 }  // namespace
 
 int main(int argc, char* argv[]) {
-    if (std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ) != 0 || std::signal(SIGPIPE, SIG_IGN) == SIG_ERR) {
+    // Whoever reads the console may go away, and so may the broker.
+    if (std::signal(SIGPIPE, SIG_IGN) == SIG_ERR) {
         std::perror("VeltrixHAL");
     }
 

@@ -290,9 +290,9 @@ TEST_F(SubscriptionsTest, AnExceptionOfAHandlerIsLoggedAndTheNextMessageWorks) {
     mCarrier = std::make_unique<ThrowingCarrier>(mLine.Port(), mClient);
     Activate();
     ExpectHandled("system_led_status", R"({"ethernetIsUp": true})");
-    EXPECT_THAT(mLog.Take(), ElementsAre(Error("Unexpected error in a bus handler: no such {}")));
+    EXPECT_THAT(mLog.Take(), ElementsAre(Error("Unexpected error in the handler of system_led_status: no such {}")));
     ExpectHandled("system_led_status", R"({"wifiIsUp": true})");
-    EXPECT_THAT(mLog.Take(), ElementsAre(Error("Unexpected error in a bus handler")));
+    EXPECT_THAT(mLog.Take(), ElementsAre(Error("Unexpected error in the handler of system_led_status")));
     mLine.TakeFrames();
     ExpectHandled("system_led_status", R"({"operatorIsUp": true})");
     EXPECT_THAT(mLine.TakeFrames(), ElementsAre("0A 17 00 00 29 E0"));
