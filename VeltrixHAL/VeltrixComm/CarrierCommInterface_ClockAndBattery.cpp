@@ -9,7 +9,6 @@
 
 #include <algorithm>
 #include <bit>
-#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
@@ -90,10 +89,6 @@ void CarrierCommInterface::ProcessResponseToGetVBat(Packet& packet) {
     const auto volts = std::bit_cast<float>(word);
     HalGlobals::g_batteryVoltage = volts;
     HalLog::Print(0, "Battery voltage = {:g}", volts);
-    if (!std::isfinite(volts)) {
-        HalLog::Warning("Battery voltage {} is no voltage and is not published", volts);
-        return;
-    }
     DeviceSettings settings;
     settings.set_batteryVoltage(double{volts});
     settings.set_timestamp(DateTime::Now(0));

@@ -9,7 +9,6 @@
 #include <cjson/cJSON.h>
 
 #include <algorithm>
-#include <cmath>
 #include <limits>
 
 namespace {
@@ -62,8 +61,9 @@ void CarrierCommInterface::ReadStoredConfig(std::uint16_t& arcThreshold) {
     if (cJSON_IsNumber(item) == 0) {
         return;
     }
-    const double amps = item->valuedouble;
-    if (amps >= 0 && amps <= std::numeric_limits<std::uint16_t>::max() && amps == std::floor(amps)) {
+    // The whole part of what was written by hand; what lies beyond the type is no threshold.
+    const int amps = item->valueint;
+    if (amps >= 0 && amps <= std::numeric_limits<std::uint16_t>::max()) {
         arcThreshold = static_cast<std::uint16_t>(amps);
     }
 }

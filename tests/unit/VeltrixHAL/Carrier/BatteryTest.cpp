@@ -68,17 +68,28 @@ TEST_F(BatteryOnBusTest, AnAnswerOfAnotherLengthIsRefused) {
     EXPECT_THAT(Published("device_settings"), IsEmpty());
 }
 
-TEST_F(BatteryOnBusTest, WhatIsNoVoltageIsKeptAndLoggedButNotPublished) {
+// JSON has no such numbers: the message goes out with its time alone.
+TEST_F(BatteryOnBusTest, WhatIsNoVoltageIsKeptAndLeftOutOfTheMessage) {
     EXPECT_THAT(Printed([&] { Answer({0x00, 0x00, 0xC0, 0x7F}); }), ElementsAre("Battery voltage = nan"));
     EXPECT_TRUE(std::isnan(HalGlobals::g_batteryVoltage));
-    EXPECT_THAT(mLog.Take(), ElementsAre(Warning("Battery voltage nan is no voltage and is not published")));
-
     EXPECT_THAT(Printed([&] { Answer({0x00, 0x00, 0x80, 0x7F}); }), ElementsAre("Battery voltage = inf"));
-    EXPECT_THAT(mLog.Take(), ElementsAre(Warning("Battery voltage inf is no voltage and is not published")));
-
     EXPECT_THAT(Printed([&] { Answer({0x00, 0x00, 0x80, 0xFF}); }), ElementsAre("Battery voltage = -inf"));
-    EXPECT_THAT(mLog.Take(), ElementsAre(Warning("Battery voltage -inf is no voltage and is not published")));
-    EXPECT_THAT(Published("device_settings"), IsEmpty());
+    EXPECT_THAT(mLog.Take(), IsEmpty());
+    EXPECT_THAT(Published("device_settings"), testing::Each(testing::MatchesRegex("\\{\"timestamp\":\"[^\"]+\"\\}")));
+    EXPECT_EQ(Published("device_settings").size(), 3U);
+}
+
+TEST_F(BatteryTest, IsKeptAndPrintedBeforeItIsPublished) {
+    float keptBefore = 0.0F;
+    std::vector<std::string> printedBefore;
+    ConsoleCapture console;
+    const LogWatch publication([&](const std::string&) {
+        keptBefore = HalGlobals::g_batteryVoltage;
+        printedBefore = Lines(console.Take());
+    });
+    Answer({0x00, 0x00, 0x50, 0x40});
+    EXPECT_EQ(keptBefore, 3.25F);
+    EXPECT_THAT(printedBefore, ElementsAre("Battery voltage = 3.25"));
 }
 
 TEST_F(BatteryTest, WithoutABrokerTheValueIsKeptAndTheFailureAWarning) {
