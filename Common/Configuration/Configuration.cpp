@@ -10,34 +10,10 @@
 #include <string_view>
 #include <vector>
 
-#include "Common/Configuration/EnumerationNames.h"
 #include "Common/Helper/CommonHelperFunctions.h"
 #include "Common/Helper/DiskFile.h"
 #include "Common/Helper/RootedPath.h"
 #include "Common/Logging/HalLog.h"
-
-const std::array<const char*, PowerSupplyState_COUNT> kPowerSupplyStateNames = {
-    "Power-on", "Idle",  "Error",         "Firmware-update", "Contactor-engaged", "Welding",
-    "Jog",      "Purge", "Cloning-write", "Cloning-read",    "Library-write",     "Library-read"};
-
-const std::array<const char*, GenericErrorType_COUNT> kGenericErrorTypeNames = {"None",
-                                                                                "Internal",
-                                                                                "Temperature",
-                                                                                "Duty-cycle-exceeded",
-                                                                                "Input-power-(primary)",
-                                                                                "Output-power-(secondary)",
-                                                                                "Communication",
-                                                                                "Power-source",
-                                                                                "Wire-feeder",
-                                                                                "User-interface",
-                                                                                "User-settings",
-                                                                                "Internal-system-data"};
-
-const std::array<const char*, PowerSupplyType_COUNT> kPowerSupplyTypeNames = {"Unknown", "Power-supply-A",
-                                                                              "Power-supply-B", "Power-supply-C"};
-
-const std::array<const char*, FeederType_COUNT> kFeederTypeNames = {"None", "Wire-feeder-A", "Wire-feeder-B",
-                                                                    "Wire-feeder-C"};
 
 namespace {
 

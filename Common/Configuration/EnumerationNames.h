@@ -1,12 +1,19 @@
 // Texts for showing values of the platform's enumerations, indexed by the value. Check a value that came from outside
-// against the enumeration's _COUNT first.
+// against the table's size first.
 #pragma once
-
-#include <Veltrix/Enumerations.h>
 
 #include <array>
 
-extern const std::array<const char*, PowerSupplyState_COUNT> kPowerSupplyStateNames;
-extern const std::array<const char*, GenericErrorType_COUNT> kGenericErrorTypeNames;
-extern const std::array<const char*, PowerSupplyType_COUNT> kPowerSupplyTypeNames;
-extern const std::array<const char*, FeederType_COUNT> kFeederTypeNames;
+inline constexpr auto kPowerSupplyStateNames =
+    std::to_array<const char*>({"Power-on", "Idle", "Error", "Firmware-update", "Contactor-engaged", "Welding", "Jog",
+                                "Purge", "Cloning-write", "Cloning-read", "Library-write", "Library-read"});
+
+inline constexpr auto kGenericErrorTypeNames = std::to_array<const char*>(
+    {"None", "Internal", "Temperature", "Duty-cycle-exceeded", "Input-power-(primary)", "Output-power-(secondary)",
+     "Communication", "Power-source", "Wire-feeder", "User-interface", "User-settings", "Internal-system-data"});
+
+inline constexpr auto kPowerSupplyTypeNames =
+    std::to_array<const char*>({"Unknown", "Power-supply-A", "Power-supply-B", "Power-supply-C"});
+
+inline constexpr auto kFeederTypeNames =
+    std::to_array<const char*>({"None", "Wire-feeder-A", "Wire-feeder-B", "Wire-feeder-C"});

@@ -1,5 +1,7 @@
 #include "Common/Configuration/EnumerationNames.h"
 
+#include <Veltrix/Enumerations.h>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
