@@ -19,7 +19,8 @@ const std::string& Socket();
 void Publish(EventClient& client, const std::string& topic, const VeltrixDataTypeBase& data);
 
 // Connects a client named "client", publishes and disconnects. Returns 0 or a negative errno; a failure is also a
-// warning in the log, and not tried again. Blocks for up to 5 s where the broker does not answer. Any thread.
+// warning in the log, and not tried again. Any thread. Blocks for up to 5 s where the broker does not accept, and for
+// up to 2.1 s more where it does and then falls silent.
 int PublishOnce(const std::string& topic, const VeltrixDataTypeBase& data);
 
 }  // namespace BusClient

@@ -60,7 +60,7 @@ std::optional<int> ParseCommandLine(int argc, char* const argv[], CommandLineSet
     settings.busSocket = RootedPath(BusClient::kDefaultSocket);
     settings.uart = RootedPath(kDefaultUart);
     settings.identityFile = RootedPath(kDefaultIdentityFile);
-    for (int option = 0; (option = ::getopt(argc, argv, kOptions)) != -1;) {  // NOLINT(concurrency-mt-unsafe)
+    for (int option = 0; (option = ::getopt(argc, argv, kOptions)) != -1;) {
         switch (option) {
             // The capitals are not in the option string, so getopt reports them as unknown today; whoever adds them
             // there gets them as synonyms.

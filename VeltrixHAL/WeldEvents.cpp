@@ -15,7 +15,6 @@ namespace {
 // buffer of 26 characters cannot hold; these handlers run on the main thread alone, so that ctime's own buffer is safe.
 std::string TimeText(std::int64_t timestamp) {
     const auto time = static_cast<std::time_t>(timestamp);
-    // NOLINTNEXTLINE(concurrency-mt-unsafe)
     const char* const text = time == timestamp ? std::ctime(&time) : nullptr;
     return text == nullptr ? "(invalid time)\n" : text;
 }

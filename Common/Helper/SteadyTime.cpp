@@ -10,5 +10,5 @@ std::uint32_t GetCurrentTimeSinceEpochInMilliseconds() {
 }
 
 void SleepMicroseconds(std::uint32_t microseconds) {
-    ::usleep(microseconds);  // can only fail by being interrupted, and every caller tests its condition again
+    ::usleep(microseconds);  // can only fail by being interrupted, which only a stop does
 }

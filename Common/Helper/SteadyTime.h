@@ -1,4 +1,5 @@
-// The link's only source of time. Tests link their own definitions of these two and so control it.
+// The link's only source of time, but for the pauses in which threads let each other have the line. Tests link their
+// own definitions of these two and so control it.
 #pragma once
 
 #include <cstdint>

@@ -20,7 +20,7 @@ struct Where {
 template <typename... Args>
 struct BasicFormat {
     template <typename Text>
-    consteval BasicFormat(const Text& formatText,  // NOLINT(google-explicit-constructor): call sites pass literals
+    consteval BasicFormat(const Text& formatText,  // call sites pass literals
                           const char* file = __builtin_FILE(), int line = __builtin_LINE())
         : text(formatText), where{BaseName(file), line} {}
 

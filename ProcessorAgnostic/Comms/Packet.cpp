@@ -3,7 +3,7 @@
 #include <cstring>
 
 // Reset sets every member; an initializer for the buffer would only zero it twice.
-Packet::Packet() {  // NOLINT(cppcoreguidelines-pro-type-member-init)
+Packet::Packet() {
     Reset(false);
 }
 

@@ -16,7 +16,7 @@ public:
     Packet();
 
     // The first valid byte.
-    operator unsigned char*() { return m_buffer + m_startIndex; }  // NOLINT(google-explicit-constructor)
+    operator unsigned char*() { return m_buffer + m_startIndex; }
 
     // The byte at `index`, counted from the first valid one. Not checked.
     unsigned char& operator[](int index);

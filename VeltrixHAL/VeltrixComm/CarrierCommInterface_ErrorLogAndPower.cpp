@@ -75,7 +75,7 @@ bool IsSdCardMounted() {
     if (folder == nullptr) {
         return false;
     }
-    while (const dirent* const entry = ::readdir(folder.get())) {  // NOLINT(concurrency-mt-unsafe): our own stream
+    while (const dirent* const entry = ::readdir(folder.get())) {  // our own stream
         if (std::strstr(entry->d_name, "mmcblk") != nullptr) {
             return true;
         }
