@@ -19,7 +19,7 @@ library=$(find "$scratch/image" -name libVeltrix.so)
 "$cmake" -S "$source" -B "$scratch/build" -G Ninja -DCMAKE_BUILD_TYPE=Debug -DVELTRIX_BUILD_BENCH=OFF \
     -DVELTRIX_PLATFORM_LIBRARY="$library" -DVELTRIX_PLATFORM_INCLUDE_DIR="$scratch/image/include" \
     >"$scratch/log" 2>&1 || Fail "it cannot be configured"
-"$cmake" --build "$scratch/build" --target VeltrixHAL >"$scratch/log" 2>&1 || Fail "it cannot be built"
+"$cmake" --build "$scratch/build" --parallel 1 --target VeltrixHAL >"$scratch/log" 2>&1 || Fail "it cannot be built"
 [[ ! -e "$scratch/build/libVeltrix.so" ]] || Fail "it has built a library of its own"
 version=$("$scratch/build/VeltrixHAL" -V) || Fail "VeltrixHAL -V ended with status $?"
 [[ "$version" =~ ^Version\ undefined\ [0-9a-f]{40}\ dirty$ ]] || Fail "unexpected version line: $version"

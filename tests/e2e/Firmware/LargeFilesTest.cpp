@@ -27,7 +27,8 @@ TEST_F(FirmwareLargeFilesTest, ArriveUnderEveryName) {
     }
     for (std::size_t i = 0; i < names.size(); ++i) {
         SCOPED_TRACE(names[i].first);
-        EXPECT_TRUE(WaitUntil([&] { return !IsThere(*machines[i], files[i]); }, std::chrono::seconds(280)));
+        EXPECT_TRUE(WaitUntil([&] { return !IsThere(*machines[i], files[i]); },
+                              std::chrono::seconds(VELTRIX_IS_SANITIZED ? 840 : 280)));
         AwaitIdle(*machines[i]);
         ExpectApplied(*machines[i], files[i], names[i].second);
         EXPECT_EQ(CountCommand(*machines[i], simulator::command::kFileTransferPacket), 5120U);

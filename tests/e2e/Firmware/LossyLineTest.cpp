@@ -74,16 +74,26 @@ protected:
         return areAll;
     }
 
+    // Says that the update failed; or, where a packet or the end of the file was not taken, how, in the last pass.
     static bool IsFailureLogged(Machine& machine) {
-        for (const char* const line :
-             {"[error] File transer giving up after {} attempts", "[info] Transfer initiation failed. CommError = {}",
-              "[info] Firmware Apply failed. CommError = {}", "[info] WaitForResponseToCommand() Timed out after {}",
-              "[info] Nack received - 0d{}"}) {
-            if (machine.Log().Has(line)) {
-                return true;
+        bool isLogged = false;
+        bool isLastPass = false;
+        for (const std::string& line : machine.Log().Lines()) {
+            if (line == "[info] Sending file") {
+                isLastPass = true;
+                isLogged = false;
+            }
+            for (const char* const verdict :
+                 {"[error] File transer giving up after ",
+                  "[info] Transfer initiation failed. CommError = ", "[info] Firmware Apply failed. CommError = "}) {
+                isLogged = isLogged || line.starts_with(verdict);
+            }
+            for (const char* const reason :
+                 {"[info] WaitForResponseToCommand() Timed out after ", "[info] Nack received - 0d"}) {
+                isLogged = isLogged || (isLastPass && line.starts_with(reason));
             }
         }
-        return false;
+        return isLogged;
     }
 
     // A frame that comes twice is answered twice, and an answer does not say what it answers: each one behind it counts
