@@ -393,30 +393,57 @@ INSTANTIATE_TEST_SUITE_P(Broker, LongFrozenBrokerTest,
                                          Freeze{"For130Seconds", seconds(130), true}),
                          [](const auto& test) { return std::string(test.param.name); });
 
-class SlowBrokerTest : public CampaignTest {};
+class SlowBrokerTest : public CampaignTest {
+protected:
+    static constexpr int kMessages = 10;
+
+    static void PublishLater(Machine& machine) {
+        for (int i = 0; i < kMessages; ++i) {
+            machine.Bus().PublishLater("system_led_status", i % 2 == 0 ? R"({"ethernetIsUp":true})" : "{}");
+        }
+    }
+    static void Wait() { std::this_thread::sleep_for(milliseconds(50)); }
+
+    static std::vector<std::string> Frames(int times) {
+        std::vector<std::string> frames;
+        for (int i = 0; i < times * kMessages; ++i) {
+            frames.emplace_back(i % 2 == 0 ? "0A 1A 00 00 D6 9F" : "0A 1B 00 00 8C 43");
+        }
+        return frames;
+    }
+};
 
 // Stopped for most of the time: everything arrives, late and in order.
 TEST_F(SlowBrokerTest, LosesNothing) {
     Machine& machine = BootMachine(PatientOptions());
-    std::vector<std::string> wanted;
-    for (int i = 0; i < 20; ++i) {
-        machine.Bus().PublishLater("system_led_status", i % 2 == 0 ? R"({"ethernetIsUp":true})" : "{}");
-        wanted.emplace_back(i % 2 == 0 ? "0A 1A 00 00 D6 9F" : "0A 1B 00 00 8C 43");
-    }
+    machine.BusBroker().Pause();
+    PublishLater(machine);
+    Wait();
+    EXPECT_THAT(machine.Line().Frames(), testing::IsEmpty()) << "it holds everything back";
+    machine.BusBroker().Resume();
+    machine.Line().AwaitFrames(1);
+    machine.BusBroker().Pause();
+    PublishLater(machine);
     machine.Bus().PublishLater("req_delayed_device_settings", "{}");
-    // Each time it gets a moment of some milliseconds, in which it does a part of it.
+    Wait();
+    EXPECT_LE(machine.Line().Frames().size(), Frames(1).size()) << "it holds the second half back";
+    EXPECT_EQ(machine.Bus().Count("delayed_device_settings"), 0U);
+    // Each time it gets a moment, in which it does a part of it.
     const bool isThrough = WaitUntil(
         [&] {
-            machine.BusBroker().Pause();
-            std::this_thread::sleep_for(std::chrono::milliseconds(50));
             machine.BusBroker().Resume();
+            std::this_thread::sleep_for(milliseconds(1));
+            machine.BusBroker().Pause();
+            Wait();
             return machine.Bus().Count("delayed_device_settings") != 0;
         },
         2 * kPatience);
+    machine.BusBroker().Resume();
     EXPECT_TRUE(isThrough);
-    EXPECT_THAT(machine.Line().Frames(), ElementsAreArray(wanted));
+    EXPECT_THAT(machine.Line().Frames(), ElementsAreArray(Frames(2)));
     EXPECT_EQ(machine.Log().Count(kLost), 0U);
-    ExpectHeartbeatsAcked(machine, kHeartbeats);
+    machine.Greet();
+    ExpectHeartbeatsAckedAtOnce(machine, kHeartbeats);
     ExpectToStop(machine);
 }
 
