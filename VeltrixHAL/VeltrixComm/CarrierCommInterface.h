@@ -119,6 +119,7 @@ protected:
     void SetClockFromCarrier(const DateTime& carrierTime);
 
     // Firmware update.
+    class UpdateUnderWay;
     enum class TransferPass { Done, StartRefused, Failed };
     struct Transfer {
         std::string fileName;

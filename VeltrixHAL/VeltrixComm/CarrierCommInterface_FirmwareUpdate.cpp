@@ -41,6 +41,29 @@ std::array<std::uint8_t, 2> PhasePayload(FirmwareUpdateState_e phase) {
 
 std::atomic_flag CarrierCommInterface::updateFileMutex;
 
+// What lasts as long as an update, however it ends: an exception too must not leave the machine without its LEDs and
+// without updates.
+class CarrierCommInterface::UpdateUnderWay {
+public:
+    UpdateUnderWay(CarrierCommInterface& carrier, Transfer& transfer) : mCarrier(carrier), mTransfer(transfer) {
+        mCarrier.mFirmwareUpdateInProgress = true;
+        HalGlobals::gInhibitLEDUpdatesDuringFileTransfer = true;
+    }
+    ~UpdateUnderWay() {
+        mTransfer.image.reset();
+        mCarrier.mCarrierIsReadyForFile = false;
+        mCarrier.mFirmwareUpdateInProgress = false;
+        HalGlobals::gInhibitLEDUpdatesDuringFileTransfer = false;
+        updateFileMutex.clear();
+    }
+    UpdateUnderWay(const UpdateUnderWay&) = delete;
+    UpdateUnderWay& operator=(const UpdateUnderWay&) = delete;
+
+private:
+    CarrierCommInterface& mCarrier;
+    Transfer& mTransfer;
+};
+
 void CarrierCommInterface::DispatchCarrierFiles(CarrierFileInfo& info) {
     Transfer transfer;
     transfer.fileName = info.get_fileName();
@@ -61,8 +84,7 @@ void CarrierCommInterface::DispatchCarrierFiles(CarrierFileInfo& info) {
     if (!ReadUpdateFile(transfer)) {
         return;  // the flag stays set on purpose, see its declaration
     }
-    mFirmwareUpdateInProgress = true;
-    HalGlobals::gInhibitLEDUpdatesDuringFileTransfer = true;
+    const UpdateUnderWay underWay(*this, transfer);
     // An unknown name leaves the start payload all zero and is sent all the same: the carrier decides.
     MakeFirmwarePayloadReady(transfer.fileName, transfer.size, transfer.startPayload.data());
     if (TransferFile(transfer)) {
@@ -72,11 +94,6 @@ void CarrierCommInterface::DispatchCarrierFiles(CarrierFileInfo& info) {
         HalLog::PrintAlways("File transer giving up after {} attempts", transfer.attempts);
         HalLog::Error("File transer giving up after {} attempts", transfer.attempts);
     }
-    transfer.image.reset();
-    mCarrierIsReadyForFile = false;
-    mFirmwareUpdateInProgress = false;
-    HalGlobals::gInhibitLEDUpdatesDuringFileTransfer = false;
-    updateFileMutex.clear();
 }
 
 bool CarrierCommInterface::ReadUpdateFile(Transfer& transfer) {

@@ -55,15 +55,16 @@ void CarrierCommInterface::SendTessimorSettings(std::uint8_t is10KHzRawData, std
                                                 std::uint8_t postWeldDataTenthSeconds,
                                                 std::uint8_t weldEndRequirementMSecs,
                                                 std::uint8_t weldStartCurrentThresholdAmps) {
-    const std::array<std::uint8_t, 9> payload = {is10KHzRawData,
-                                                 currentSensorType,
-                                                 useWireFeedSensor,
-                                                 useGasSensor,
-                                                 gasType,
-                                                 preWeldDataTenthSeconds,
-                                                 postWeldDataTenthSeconds,
-                                                 weldEndRequirementMSecs,
-                                                 weldStartCurrentThresholdAmps};
+    const auto payload = TessimorSettingsStruct{is10KHzRawData,
+                                                currentSensorType,
+                                                useWireFeedSensor,
+                                                useGasSensor,
+                                                gasType,
+                                                preWeldDataTenthSeconds,
+                                                postWeldDataTenthSeconds,
+                                                weldEndRequirementMSecs,
+                                                weldStartCurrentThresholdAmps}
+                             .ToBytes();
     if (SendCommand(CommCommands_SetTessimorSettings, static_cast<unsigned int>(payload.size()), payload.data(),
                     kCommandTimeoutMs) == commError_None) {
         HalLog::Info("Tessimor Settings sent to Carrier.");

@@ -77,6 +77,33 @@ struct AdminAccessStruct {
     }
 };
 
+// The sensor settings of the Tessimor process.
+struct TessimorSettingsStruct {
+    std::uint8_t is10KHzRawData = 0;
+    std::uint8_t currentSensorTypeEnum = 0;
+    std::uint8_t useWireFeedSensor = 0;
+    std::uint8_t useGasSensor = 0;
+    std::uint8_t gasTypeEnum = 0;
+    std::uint8_t preWeldDataTenthSeconds = 0;        // kept before a weld
+    std::uint8_t postWeldDataTenthSeconds = 0;       // kept after it
+    std::uint8_t weldEndRequirementMSecs = 0;        // milliseconds
+    std::uint8_t weldStartCurrentThresholdAmps = 0;  // amperes
+
+    static constexpr std::size_t kSize = 9;
+
+    std::array<std::uint8_t, kSize> ToBytes() const {
+        return {is10KHzRawData,
+                currentSensorTypeEnum,
+                useWireFeedSensor,
+                useGasSensor,
+                gasTypeEnum,
+                preWeldDataTenthSeconds,
+                postWeldDataTenthSeconds,
+                weldEndRequirementMSecs,
+                weldStartCurrentThresholdAmps};
+    }
+};
+
 // The LED states that the carrier last accepted.
 struct ledStatusStruct {
     bool isOperatorLedOn = false;

@@ -1,4 +1,4 @@
-// Gives a received packet back to its pool, whatever its handling came to.
+// Gives a packet back to its pool, whatever its handling or sending came to.
 #pragma once
 
 #include "VeltrixHAL/VeltrixComm/SharedPacketPool.h"

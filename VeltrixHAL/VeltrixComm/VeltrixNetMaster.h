@@ -71,12 +71,15 @@ public:
 
     // Sends a command, in frames of at most 1024 payload bytes, each acknowledged within timeoutMs before the next and
     // each with three attempts. `data` stays the caller's and is not copied as a whole; null sends frames that consist
-    // of a header only. Ack and Nack leave once, without a wait. Any thread; blocks for up to 3 x timeoutMs a frame.
+    // of a header only. Ack and Nack leave once, without a wait. Any thread. Blocks for up to 3 x timeoutMs a frame,
+    // with 13 ms between attempts that were refused; before that for as long as another thread waits for an answer (30
+    // s for the start of a file), and on top for what handling the answer takes (publishing the battery voltage: see
+    // BusClient::PublishOnce).
     e_commError SendCommand(CommCommands_t command, unsigned int length, const unsigned char* data,
                             unsigned short timeoutMs);
 
     // Asks for something and copies the answer's payload, at most maxLength bytes, to `answer`. Three attempts of
-    // 200 ms. Any thread.
+    // 200 ms. Any thread; blocks as SendCommand does.
     e_commError SendRequest(CommCommands_t command, unsigned char* answer, unsigned short maxLength);
 
     // Wait for the answer to a frame that has been sent; for callers that do not hold the read mutex.
@@ -109,6 +112,8 @@ protected:
 
     // Takes the read mutex; false when the process stops before it can be had.
     bool TakeLine(std::unique_lock<std::mutex>& line);
+    // Sends the frame and gives its packet back.
+    void TxAndFree(Packet& packet);
     // An attempt at one chunk; with an empty pool nothing is sent and the previous result stands.
     e_commError SendChunk(CommCommands_t command, unsigned int total, unsigned int remaining,
                           const unsigned char* chunk, unsigned short timeoutMs, e_commError previous);

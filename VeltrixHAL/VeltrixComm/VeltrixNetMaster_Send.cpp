@@ -2,6 +2,7 @@
 #include "Common/Helper/SteadyTime.h"
 #include "Common/Logging/HalLog.h"
 #include "VeltrixHAL/HalGlobals.h"
+#include "VeltrixHAL/VeltrixComm/PacketLease.h"
 #include "VeltrixHAL/VeltrixComm/VeltrixNetMaster.h"
 
 #include <fmt/format.h>
@@ -39,8 +40,9 @@ void FormatCommandString(Output output, CommCommands_t command, unsigned int tot
 
 }  // namespace
 
-// Whoever waits is let in before the next frame of somebody else's long payload. A wait ends with the process, since
-// the holder may be telling the bus what it was just answered, and the broker not be listening.
+// Whoever waits gets a chance before the next frame of somebody else's long payload. A wait ends with the process,
+// since the holder may be telling the bus what it was just answered, and the broker not be listening. These pauses are
+// between threads and not part of the link's time: they do not go through its clock.
 bool VeltrixNetMaster::TakeLine(std::unique_lock<std::mutex>& line) {
     if (mWaitingForLine > 0) {
         std::this_thread::sleep_for(2 * kLinePoll);
@@ -56,6 +58,11 @@ bool VeltrixNetMaster::TakeLine(std::unique_lock<std::mutex>& line) {
     }
     --mWaitingForLine;
     return isTaken;
+}
+
+void VeltrixNetMaster::TxAndFree(Packet& packet) {
+    const PacketLease lease(mPacketPool, packet);
+    TxPacket(packet);
 }
 
 std::string VeltrixNetMaster::GetCommandString(CommCommands_t command, unsigned int total, unsigned int remaining) {
@@ -113,18 +120,15 @@ e_commError VeltrixNetMaster::SendChunk(CommCommands_t command, unsigned int tot
     if (IsWaitedFor(command) && !TakeLine(reading)) {
         return commError_Timeout;
     }
-    Packet* packet = mPacketPool.TakeFirst();
-    if (packet != nullptr) {
-        packet->Reset(false);
-    } else {
+    Packet* packet = mPacketPool.Allocate();
+    if (packet == nullptr) {
         HalLog::Print(0, "Failed to allocate pTx in SendCommand()");
     }
     const unsigned int length = std::min(remaining, kMaxFramePayload);
     if (PrepareTxPacket(packet, command, length, chunk) == nullptr) {
         return previous;
     }
-    TxPacket(*packet);
-    mPacketPool.Free(*packet);
+    TxAndFree(*packet);
     if (command == CommCommands_FileTransferPacket) {
         fmt::memory_buffer text;
         FormatCommandString(fmt::appender(text), command, total, remaining - length);
@@ -155,15 +159,11 @@ e_commError VeltrixNetMaster::SendRequest(CommCommands_t command, unsigned char*
         if (!TakeLine(reading)) {
             return commError_Timeout;
         }
-        Packet* packet = mPacketPool.TakeFirst();
-        if (packet != nullptr) {
-            packet->Reset(false);
-        }
+        Packet* packet = mPacketPool.Allocate();
         if (PrepareTxPacket(packet, command, 0, nullptr) == nullptr) {
             continue;
         }
-        TxPacket(*packet);
-        mPacketPool.Free(*packet);
+        TxAndFree(*packet);
         result = WaitForRequestLocked(kRequestTimeoutMs, answer, maxLength);
         if (result == commError_None) {
             break;

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <stdexcept>
 #include <thread>
 
 namespace {
@@ -344,6 +345,21 @@ TEST_F(FirmwareUpdateTest, AFileThatIsGoneWhenItShouldBeDeletedIsAWarning) {
     EXPECT_THAT(UpdateLog(), Contains(Warning("Unable to remove /image.bin. No such file or directory")));
     EXPECT_EQ(mLine.Count(kPhase), 3U);
     ExpectAtRest();
+}
+
+TEST_F(FirmwareUpdateTest, AnExceptionInItsMiddleLeavesNothingHeldBack) {
+    WriteImage({7, 8, 9});
+    mOnFrame = [](const Bytes& frame) {
+        if (frame[1] == kEnd) {
+            throw std::runtime_error("memory is short");
+        }
+    };
+    EXPECT_THROW(Printed([&] { Announce(kAppFile, 3); }), std::runtime_error);
+    mOnFrame = nullptr;
+    EXPECT_TRUE(IsImageThere());
+    ExpectAtRest();
+    Update();
+    EXPECT_FALSE(IsImageThere());
 }
 
 }  // namespace
