@@ -4,7 +4,7 @@
 #     fuzz/run.sh [seconds] [target...]      each target for so many seconds (10), all of them by default
 #     fuzz/run.sh --merge [target...]        takes new inputs into the corpus of the tree
 #
-# One line per target: executions, coverage, findings. Status 1 when there was a finding, 2 when nothing could be run.
+# As many at a time as there are processors. One line per target: executions, coverage, findings. Status 1 when there was a finding, 2 when nothing could be run.
 # Builds with clang in $VELTRIX_FUZZ_BUILD (build-fuzz in the tree), where the inputs found so far are kept as well.
 set -u -o pipefail
 
@@ -114,12 +114,21 @@ merge_target() {
 }
 
 build_all
+if [[ $merge == yes ]]; then
+    for target in $targets; do
+        merge_target "$target"
+    done
+    exit 0
+fi
+# One for each processor at a time: a fuzzer has one thread.
 result=0
 for target in $targets; do
-    if [[ $merge == yes ]]; then
-        merge_target "$target"
-    else
-        run_target "$target" || result=1
-    fi
+    while (($(jobs -pr | wc -l) >= $(nproc))); do
+        wait -n || result=1
+    done
+    run_target "$target" &
+done
+while [[ -n $(jobs -p) ]]; do
+    wait -n || result=1
 done
 exit $result
