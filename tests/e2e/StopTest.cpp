@@ -108,6 +108,25 @@ TEST_F(StopTest, WhileTheBrokerIsAwayOrDoesNotAnswer) {
     machine.BusBroker().Resume();
 }
 
+TEST_F(StopTest, LeavesTheBrokerBehindTheFirstWordAndBeforeTheLast) {
+    constexpr const char* kLeft = "[warning] Left the broker at /var/veltrix.unix with {} publications undelivered";
+    Machine& machine = BootMachine();
+    // A publication that a broker which does not answer leaves waiting. The second message was taken behind the first,
+    // which so waits in the process's socket.
+    machine.Hal().Signal(SIGSTOP);
+    machine.Bus().Publish("incoming_commands", R"({"arcStartThreshold":42})");
+    machine.Bus().Publish("marker", "{}");
+    machine.BusBroker().Pause();
+    machine.Hal().Signal(SIGCONT);
+    machine.Log().Await("[info] ArcThreshold set to 42");
+    machine.Hal().Signal(SIGTERM);
+    machine.Out().Await("HAL is down");
+    EXPECT_TRUE(machine.Log().Has(kLeft)) << "it was still connected";
+    EXPECT_NO_THROW(machine.Log().AwaitInOrder({"[info] HAL shutting down", kLeft}));
+    EXPECT_EQ(machine.Hal().WaitForExit(), 0);
+    machine.BusBroker().Resume();
+}
+
 TEST_F(StopTest, WhileASubscriptionWaitsForABrokerThatDoesNotAnswer) {
     Machine& machine = NewMachine();
     machine.Start();
