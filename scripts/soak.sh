@@ -19,7 +19,9 @@ any order. Every ten seconds, and at the end, one line says what has happened an
                   by noise; 0 if not given
   --help          this text
 
-Ctrl-C ends the run in order. Status 0 when the process lived, answered to its end and stopped with status 0.
+Ctrl-C ends the run in order. Status 0 when the process lived, answered to its end, stopped with status 0, and had no
+more descriptors or threads than after its warm-up (a minute, or the first ten seconds of a shorter run) and at most
+256 KiB more memory.
 Nothing outside a scratch folder is touched: restarts are only recorded, and this computer's clock is not set.
 EOF
 }

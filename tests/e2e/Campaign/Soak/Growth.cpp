@@ -60,3 +60,25 @@ std::string GrowthText(const std::vector<SoakSample>& samples) {
            Change("threads", first.threads, last.threads, "") + ", " +
            Change("CPU", first.cpuPercent, last.cpuPercent, " %");
 }
+
+std::optional<ProcessFigures> AfterWarmUp(const std::vector<SoakSample>& samples) {
+    if (samples.empty()) {
+        return std::nullopt;
+    }
+    const auto warm =
+        std::find_if(samples.begin(), samples.end(), [](const auto& sample) { return sample.elapsed >= kMinute; });
+    return (warm == samples.end() ? samples.front() : *warm).process;
+}
+
+std::string ForbiddenGrowth(const ProcessFigures& before, const ProcessFigures& after) {
+    std::string grown;
+    const auto look = [&grown](const char* what, std::size_t first, std::size_t last, std::size_t most) {
+        if (last > first + most) {
+            grown += fmt::format("{}{} {} -> {}", grown.empty() ? "" : ", ", what, first, last);
+        }
+    };
+    look("descriptors", before.descriptors, after.descriptors, 0);
+    look("threads", before.threads, after.threads, 0);
+    look("resident KiB", before.residentKiB, after.residentKiB, kMostGrowthKiB);
+    return grown;
+}

@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "tests/e2e/Campaign/Soak/Growth.h"
+#include "tests/support/WaitUntil.h"
 
 namespace {
 
@@ -17,6 +18,7 @@ constexpr milliseconds kStep{20};
 constexpr seconds kSamplePeriod{10};
 // A line that loses the start of an update costs the process three times 30 s, in which everything else waits.
 constexpr seconds kLongestRest{240};
+constexpr seconds kLongestTransient{5};
 constexpr std::size_t kStepsPerUpdate = 500;  // about every ten seconds
 constexpr milliseconds kHeartbeatPeriod{1000};
 constexpr unsigned int kBaud = 115200;
@@ -66,6 +68,7 @@ MachineOptions Soak::MachineFor(const SoakOptions& options) {
 
 Soak::Soak(const SoakOptions& options)
     : mOptions(options), mMachine(MachineFor(options)), mLife(Ready(mMachine), {options.seed, kStepsPerUpdate}) {
+    mLastSeen = FiguresOf(mMachine.Hal().Pid()).value_or(ProcessFigures{});
     if (!options.csvFile.empty()) {
         mCsv.open(options.csvFile, std::ios::trunc);
         if (!mCsv) {
@@ -98,10 +101,7 @@ void Soak::Live(const std::function<bool()>& isToEnd) {
 }
 
 void Soak::Sample() {
-    const auto process = FiguresOf(mMachine.Hal().Pid());
-    if (!process) {
-        return;
-    }
+    mLastSeen = FiguresOf(mMachine.Hal().Pid()).value_or(mLastSeen);
     mRetries += CountRetries(mMachine.Out().Take());
     const simulator::CarrierStatistics line = mMachine.Carrier().Statistics();
     SoakSample sample;
@@ -114,14 +114,14 @@ void Soak::Sample() {
     sample.retries = mRetries;
     sample.updates = mLife.Firmware().Done();
     sample.updatesFailed = mLife.Firmware().Kept();
-    sample.process = *process;
+    sample.process = mLastSeen;
     sample.watcher = FiguresOf(getpid()).value_or(ProcessFigures{});
     const SoakSample before = mSamples.empty() ? SoakSample{} : mSamples.back();
     const double span = static_cast<double>((sample.elapsed - before.elapsed).count()) / 1000;
     // Ticks are too coarse for less than that.
     sample.cpuPercent = before.cpuPercent;
     if (span >= 1) {
-        sample.cpuPercent = 100 * (process->cpuSeconds - before.process.cpuSeconds) / span;
+        sample.cpuPercent = 100 * (mLastSeen.cpuSeconds - before.process.cpuSeconds) / span;
     }
     mSamples.push_back(sample);
     WriteLine(std::cout, sample);
@@ -151,17 +151,32 @@ bool Soak::DoesAnswer() {
     return true;
 }
 
+// A file that is open for a moment only is no growth.
+std::string Soak::AwaitNoGrowth() {
+    const std::optional<ProcessFigures> before = AfterWarmUp(mSamples);
+    std::string grown;
+    WaitUntil(
+        [&] {
+            const std::optional<ProcessFigures> now = FiguresOf(mMachine.Hal().Pid());
+            grown = before && now ? ForbiddenGrowth(*before, *now) : "";
+            return grown.empty();
+        },
+        kLongestTransient);
+    return grown;
+}
+
 bool Soak::End() {
-    if (!mMachine.Hal().IsRunning()) {
-        std::cout << "the process has ended by itself, with status " << mMachine.Hal().WaitForExit().value_or(-1)
-                  << std::endl;
-        return false;
-    }
-    const bool doesAnswer = DoesAnswer();
+    const bool isAlive = mMachine.Hal().IsRunning();
+    const bool doesAnswer = isAlive && DoesAnswer();
+    const std::string grown = AwaitNoGrowth();
     Sample();
     std::cout << GrowthText(mSamples) << std::endl;
-    const std::optional<int> status = mMachine.Stop();
-    std::cout << "stopped with status " << (status ? std::to_string(*status) : "(still running)") << ", images that "
-              << "nobody made: " << mLife.Firmware().Wrong() << std::endl;
-    return doesAnswer && status == 0 && mLife.Firmware().Wrong() == 0;
+    if (!grown.empty()) {
+        std::cout << "more than after the warm-up: " << grown << std::endl;
+    }
+    const std::optional<int> status = isAlive ? mMachine.Stop() : mMachine.Hal().WaitForExit();
+    std::cout << (isAlive ? "stopped" : "the process has ended by itself,") << " with status "
+              << (status ? std::to_string(*status) : "(still running)")
+              << ", images that nobody made: " << mLife.Firmware().Wrong() << std::endl;
+    return doesAnswer && grown.empty() && status == 0 && mLife.Firmware().Wrong() == 0;
 }

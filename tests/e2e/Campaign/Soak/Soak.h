@@ -24,7 +24,7 @@ public:
     explicit Soak(const SoakOptions& options);
 
     // Lives until the time is over or `isToEnd` says so, and then stops the machine. True when the process lived,
-    // answered to its end and stopped with status 0.
+    // answered to its end, did not grow and stopped with status 0.
     bool Run(const std::function<bool()>& isToEnd);
 
 private:
@@ -32,8 +32,10 @@ private:
 
     static MachineOptions MachineFor(const SoakOptions& options);
     void Live(const std::function<bool()>& isToEnd);
+    // Of a process that has ended, the figures are those seen last.
     void Sample();
     bool DoesAnswer();
+    std::string AwaitNoGrowth();
     bool End();
 
     SoakOptions mOptions;
@@ -42,5 +44,6 @@ private:
     std::size_t mRetries = 0;
     std::ofstream mCsv;
     Clock::time_point mStart;
+    ProcessFigures mLastSeen;
     std::vector<SoakSample> mSamples;
 };
