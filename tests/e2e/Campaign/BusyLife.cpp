@@ -32,14 +32,20 @@ MachineOptions BusyLife::MachineFor(std::uint64_t seed) {
 void BusyLife::Step() {
     mCarrier.Settle();
     mFirmware.Settle();
-    if (!mFirmware.IsBusy() && mChance.OneIn(mOptions.stepsPerUpdate)) {
-        mFirmware.Begin();
+    if (!mFirmware.IsBusy() && mOptions.stepsPerUpdate != 0 && mChance.OneIn(mOptions.stepsPerUpdate)) {
+        BeginUpdate();
     } else if (mChance.Below(kTenths) < kTenthsFromCarrier) {
         if (mCarrier.HasRoom()) {
             mCarrier.SendOne();
         }
     } else if (mBus.HasRoom()) {
         mBus.SendOne();
+    }
+}
+
+void BusyLife::BeginUpdate() {
+    if (!mFirmware.IsBusy()) {
+        mFirmware.Begin();
     }
 }
 

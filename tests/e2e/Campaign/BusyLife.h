@@ -16,7 +16,7 @@ class BusyLife {
 public:
     struct Options {
         std::uint64_t seed = 1;
-        std::size_t stepsPerUpdate = 100;  // on the average, while none is under way
+        std::size_t stepsPerUpdate = 100;  // on the average, while none is under way; 0: only on request
     };
 
     // For a machine that has been started; it must outlive this.
@@ -28,6 +28,8 @@ public:
 
     // One thing more happens, if the process has come far enough.
     void Step();
+    // Unless one is under way.
+    void BeginUpdate();
     // Nothing new begins, and what has begun comes to its end. False when it does not, or the process ends.
     bool Rest(std::chrono::milliseconds limit);
 
