@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
@@ -160,11 +161,14 @@ void HalProcess::Start(const Sandbox& sandbox, const std::vector<std::string>& a
 
 // The loader maps what is preloaded before what the program itself needs.
 void HalProcess::CheckGuard() {
-    const std::string maps = "/proc/" + std::to_string(mPid) + "/maps";
+    const std::string process = "/proc/" + std::to_string(mPid);
     std::string seen;
     const bool isLoaded = WaitUntil(
         [&] {
-            const std::string now = ReadAll(maps);
+            // Until then it is a copy of this program, which may use the library as well.
+            std::error_code error;
+            const bool isHal = std::filesystem::equivalent(process + "/exe", kHalExecutable, error);
+            const std::string now = isHal ? ReadAll(process + "/maps") : "";
             seen = now.find("libVeltrix") != std::string::npos ? now : "";
             return !seen.empty() || !IsRunning();
         },
