@@ -26,6 +26,9 @@ std::uint64_t NumberFrom(const char* variable, std::uint64_t otherwise) {
 std::vector<std::uint64_t> CampaignSeeds(std::uint64_t first, std::size_t usual) {
     const std::uint64_t begin = NumberFrom("VELTRIX_CAMPAIGN_SEED", first);
     const std::uint64_t count = NumberFrom("VELTRIX_CAMPAIGN_RUNS", usual);
+    if (count == 0) {
+        throw std::runtime_error("VELTRIX_CAMPAIGN_RUNS asks for no run at all");
+    }
     std::vector<std::uint64_t> seeds;
     for (std::uint64_t i = 0; i < count; ++i) {
         seeds.push_back(begin + i);
