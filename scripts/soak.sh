@@ -53,8 +53,9 @@ Heading "Running (Ctrl-C ends it)"
 setsid "$build/tests/veltrix_soak" "${arguments[@]}" </dev/null &
 soak=$!
 trap 'kill -TERM "$soak" 2>/dev/null' INT TERM HUP
-status=0
-while kill -0 "$soak" 2>/dev/null; do # a wait that a signal interrupts is taken up again
+wait "$soak"
+status=$?
+while ((status > 128)) && kill -0 "$soak" 2>/dev/null; do # a wait that a signal interrupts is taken up again
     wait "$soak"
     status=$?
 done

@@ -72,9 +72,9 @@ public:
     // Sends a command, in frames of at most 1024 payload bytes, each acknowledged within timeoutMs before the next and
     // each with three attempts. `data` stays the caller's and is not copied as a whole; null sends frames that consist
     // of a header only. Ack and Nack leave once, without a wait. Any thread. Blocks for up to 3 x timeoutMs a frame,
-    // with 13 ms between attempts that were refused; before that for as long as another thread waits for an answer (30
-    // s for the start of a file), and on top for what handling the answer takes (publishing the battery voltage: see
-    // BusClient::PublishOnce).
+    // with 13 ms between attempts that were refused; before that for as long as another thread waits for an answer (up
+    // to 30 s at the start of a file), and on top for what handling the answer takes (publishing the battery voltage:
+    // see BusClient::PublishOnce).
     e_commError SendCommand(CommCommands_t command, unsigned int length, const unsigned char* data,
                             unsigned short timeoutMs);
 
