@@ -49,6 +49,8 @@ Rewind() {
 # Tell SIDE TEXT
 Tell() {
     local text=$2 width=$((${COLUMNS:-120} - 16))
+    # The watcher of the bus writes nanoseconds.
+    [[ ! "$text" =~ ^([0-9:]{8}\.[0-9]{3})[0-9]{6}\ (.*)$ ]] || text="${BASH_REMATCH[1]} ${BASH_REMATCH[2]}"
     ((${#text} <= width)) || text=${text:0:width-3}...
     printf '     %s%-9s%s %s\n' "${kSideColours[$1]:-$kDim}" "$1" "$kPlain" "$text"
 }
@@ -91,8 +93,6 @@ ExpectWithin() {
         return
     fi
     if Await "$1" FindLine "$2" "$3"; then
-        # The watcher writes nanoseconds.
-        [[ ! "$gFound" =~ ^([0-9:]{8}\.[0-9]{3})[0-9]{6}\ (.*)$ ]] || gFound="${BASH_REMATCH[1]} ${BASH_REMATCH[2]}"
         Tell "$2" "$gFound"
     else
         Fail "nothing like \"$3\" came from the $2 within $1 s"
