@@ -19,8 +19,9 @@ constexpr std::chrono::seconds kLongestFlood{60};
 constexpr std::size_t kMostQueued = 32;  // in the carrier: enough for a line without a gap
 // 14 bytes of ten bits each at 115,200 baud, a thousand times: 1.2153 s.
 constexpr std::chrono::milliseconds kLineTime{1215};
-// So much longer it may take where this computer does not keep up with the line.
-constexpr int kMostGaps = VELTRIX_IS_SANITIZED ? 10 : 2;
+// So much longer it may take where this computer, with other tests to run, does not keep up with the line: the carrier
+// itself is what is slow then, and a hundred heartbeats a second are a flood all the same.
+constexpr int kMostGaps = 8;
 
 class FloodTest : public EndToEndTest {
 protected:
