@@ -1,6 +1,8 @@
 // Heartbeats one behind the other, as fast as 115200 baud carry them.
 #include "tests/e2e/Harness/EndToEndTest.h"
 
+#include <chrono>
+#include <functional>
 #include <iostream>
 #include <thread>
 
@@ -19,9 +21,10 @@ constexpr std::chrono::seconds kLongestFlood{60};
 constexpr std::size_t kMostQueued = 32;  // in the carrier: enough for a line without a gap
 // 14 bytes of ten bits each at 115,200 baud, a thousand times: 1.2153 s.
 constexpr std::chrono::milliseconds kLineTime{1215};
-// So much longer it may take where this computer, with other tests to run, does not keep up with the line: the carrier
-// itself is what is slow then, and a hundred heartbeats a second are a flood all the same.
-constexpr int kMostGaps = 8;
+// So much longer it may take. Where this computer, with other tests to run, does not let the carrier keep up with its
+// line, there is another flood.
+constexpr int kMostGaps = VELTRIX_IS_SANITIZED ? 10 : 2;
+constexpr int kMostFloods = 5;
 
 class FloodTest : public EndToEndTest {
 protected:
@@ -35,7 +38,7 @@ protected:
 
     // No faster than the line takes them, so that answers do not have to queue up behind all of them.
     template <typename Action>
-    static void Flood(Machine& machine, Action atEachHundredth) {
+    void Flood(Machine& machine, Action atEachHundredth) {
         simulator::Carrier& carrier = machine.Carrier();
         const std::size_t before = carrier.Statistics().framesSent;
         const std::size_t sent = carrier.SentCount();
@@ -62,44 +65,60 @@ protected:
         std::cout << kHeartbeats << " heartbeats in "
                   << std::chrono::duration_cast<std::chrono::milliseconds>(took).count() << " ms\n";
         EXPECT_GE(took, kLineTime) << "faster than the line";
-        EXPECT_LE(took, kMostGaps * kLineTime) << "no flood";
+        mIsAtLineRate = took <= kMostGaps * kLineTime;
     }
+
+    // Everything must hold in each flood, and one of them has to be as fast as the line.
+    void FloodUntilAtLineRate(const std::function<void()>& floodAndExpect) {
+        for (int floods = 0; floods < kMostFloods && !mIsAtLineRate; ++floods) {
+            ASSERT_NO_FATAL_FAILURE(floodAndExpect());
+        }
+        EXPECT_TRUE(mIsAtLineRate) << "no flood";
+    }
+
+private:
+    bool mIsAtLineRate = false;
 };
 
 TEST_F(FloodTest, EveryHeartbeatIsAcknowledged) {
     Machine& machine = GreetedMachine(Options());
-    const std::size_t line = machine.Line().Position();
-    const std::size_t log = machine.Log().Position();
-    ASSERT_NO_FATAL_FAILURE(Flood(machine, [] {}));
-    machine.Line().AwaitFrames(kHeartbeats, line, kLongestFlood);
-    machine.FlushLine();
-    EXPECT_EQ(machine.Carrier().Statistics().bytesLost, 0U);
-    EXPECT_EQ(machine.Line().Count(kAck, line), kHeartbeats);
-    EXPECT_EQ(machine.Line().Position(), line + kHeartbeats + 1) << "and the echo";
-    EXPECT_EQ(machine.Log().Position(), log) << "without a word";
+    FloodUntilAtLineRate([&] {
+        const std::size_t line = machine.Line().Position();
+        const std::size_t log = machine.Log().Position();
+        ASSERT_NO_FATAL_FAILURE(Flood(machine, [] {}));
+        machine.Line().AwaitFrames(kHeartbeats, line, kLongestFlood);
+        machine.FlushLine();
+        EXPECT_EQ(machine.Carrier().Statistics().bytesLost, 0U);
+        EXPECT_EQ(machine.Line().Count(kAck, line), kHeartbeats);
+        EXPECT_EQ(machine.Line().Position(), line + kHeartbeats + 1) << "and the echo";
+        EXPECT_EQ(machine.Log().Position(), log) << "without a word";
+    });
 }
 
 TEST_F(FloodTest, CommandsGetThroughAndEveryHeartbeatHasItsAnswer) {
     Machine& machine = GreetedMachine(Options());
-    const std::size_t line = machine.Line().Position();
-    std::size_t commands = 0;
-    ASSERT_NO_FATAL_FAILURE(Flood(machine, [&] {
-        machine.Bus().Publish("led_settings", kLedSettings);
-        ++commands;
-    }));
-    machine.FlushBus();
-    const auto answers = [&] {
-        return machine.Line().Count(kAck, line) + machine.Line().Count(kNackExpectingAck, line);
-    };
-    WaitUntil([&] { return answers() >= kHeartbeats; }, kLongestFlood);
-    machine.FlushLine();
-    EXPECT_EQ(machine.Carrier().Statistics().bytesLost, 0U);
-    EXPECT_GE(machine.Line().Count(kLedFrame, line), commands);
-    EXPECT_EQ(answers(), kHeartbeats);
-    EXPECT_GE(machine.Line().Count(kNackExpectingAck, line), 1U) << "none met a command";
-    EXPECT_EQ(machine.Line().Count(kNackExpectingAck, line),
-              machine.Log().Count("[info] Collision!!! Expected Ack but received 0d9"));
-    EXPECT_THAT(machine.Carrier().State().ledSettings, testing::ElementsAre(1, 2, 3, 4, 5, 6, 7, 8, 9));
+    FloodUntilAtLineRate([&] {
+        const std::size_t line = machine.Line().Position();
+        const std::size_t log = machine.Log().Position();
+        std::size_t commands = 0;
+        ASSERT_NO_FATAL_FAILURE(Flood(machine, [&] {
+            machine.Bus().Publish("led_settings", kLedSettings);
+            ++commands;
+        }));
+        machine.FlushBus();
+        const auto answers = [&] {
+            return machine.Line().Count(kAck, line) + machine.Line().Count(kNackExpectingAck, line);
+        };
+        WaitUntil([&] { return answers() >= kHeartbeats; }, kLongestFlood);
+        machine.FlushLine();
+        EXPECT_EQ(machine.Carrier().Statistics().bytesLost, 0U);
+        EXPECT_GE(machine.Line().Count(kLedFrame, line), commands);
+        EXPECT_EQ(answers(), kHeartbeats);
+        EXPECT_GE(machine.Line().Count(kNackExpectingAck, line), 1U) << "none met a command";
+        EXPECT_EQ(machine.Line().Count(kNackExpectingAck, line),
+                  machine.Log().Count("[info] Collision!!! Expected Ack but received 0d9", log));
+        EXPECT_THAT(machine.Carrier().State().ledSettings, testing::ElementsAre(1, 2, 3, 4, 5, 6, 7, 8, 9));
+    });
 }
 
 }  // namespace

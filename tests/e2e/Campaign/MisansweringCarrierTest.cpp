@@ -27,7 +27,7 @@ constexpr seconds kLongestCommand{3};
 constexpr std::chrono::minutes kSilence{2};
 // The main thread tells its status every 5 s, and later by what the command in between is waited for.
 constexpr seconds kLongestRound{15};
-constexpr seconds kAtOnce{VELTRIX_IS_SANITIZED ? 10 : 5};
+constexpr seconds kAtOnce{VELTRIX_IS_SANITIZED ? 10 : 2};
 
 // How late some answers to a command are, and what it costs. An attempt takes 200 ms, there are three, and an answer is
 // taken by whatever attempt waits when it comes: here always in the middle of one (about 200 to 400 ms, 400 to 600 ms),

@@ -4,7 +4,7 @@ namespace {
 
 constexpr std::chrono::milliseconds kQuestionPeriod{200};
 // Three attempts of a command, and what a busy computer adds.
-constexpr std::chrono::seconds kAtOnce{VELTRIX_IS_SANITIZED ? 10 : 5};
+constexpr std::chrono::seconds kAtOnce{VELTRIX_IS_SANITIZED ? 10 : 2};
 
 }  // namespace
 
