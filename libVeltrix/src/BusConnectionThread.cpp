@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <system_error>
+#include <thread>
 #include <utility>
 
 #include "libVeltrix/src/BusConnection.h"
@@ -124,8 +125,11 @@ void BusConnection::WaitAndService() {
         polled[1].events = static_cast<short>(mSession->WantsToWrite() ? POLLIN | POLLOUT : POLLIN);
     }
     if (poll(polled, 2, MillisecondsToWait()) < 0) {
-        if (errno != EINTR) {
-            LoseLink(-errno);
+        if (const int error = errno; error != EINTR) {
+            if (mLink != Link::Away) {
+                LoseLink(-error);
+            }
+            std::this_thread::sleep_for(kFullPause);  // the next one may fail as well, and at once
         }
         return;
     }
