@@ -6,6 +6,7 @@
 #include <cctype>
 #include <cmath>
 #include <limits>
+#include <ostream>
 #include <string>
 
 namespace {
@@ -259,6 +260,10 @@ struct TextCase {
     std::string text;
     std::string json;
 };
+
+void PrintTo(const TextCase& text, std::ostream* out) {
+    *out << text.legend;
+}
 
 class TextWriting : public testing::TestWithParam<TextCase> {};
 

@@ -70,7 +70,7 @@ std::optional<ProcessFigures> AfterWarmUp(const std::vector<SoakSample>& samples
     return (warm == samples.end() ? samples.front() : *warm).process;
 }
 
-std::string ForbiddenGrowth(const ProcessFigures& before, const ProcessFigures& after) {
+std::string ForbiddenGrowth(const ProcessFigures& before, const ProcessFigures& after, bool isMemoryItsOwn) {
     std::string grown;
     const auto look = [&grown](const char* what, std::size_t first, std::size_t last, std::size_t most) {
         if (last > first + most) {
@@ -79,6 +79,8 @@ std::string ForbiddenGrowth(const ProcessFigures& before, const ProcessFigures& 
     };
     look("descriptors", before.descriptors, after.descriptors, 0);
     look("threads", before.threads, after.threads, 0);
-    look("resident KiB", before.residentKiB, after.residentKiB, kMostGrowthKiB);
+    if (isMemoryItsOwn) {
+        look("resident KiB", before.residentKiB, after.residentKiB, kMostGrowthKiB);
+    }
     return grown;
 }

@@ -13,12 +13,12 @@
 std::string GrowthText(const std::vector<SoakSample>& samples);
 
 // How much resident memory may grow: pages of the allocator and of buffers that are used late for the first time.
-// Sanitizers keep what was freed.
-inline constexpr std::size_t kMostGrowthKiB = VELTRIX_IS_SANITIZED ? 16 * 1024 : 256;
+inline constexpr std::size_t kMostGrowthKiB = 256;
 
 // What it cost after its warm-up: the first sample after a minute, or the very first one of a shorter run. Nothing
 // where there is none.
 std::optional<ProcessFigures> AfterWarmUp(const std::vector<SoakSample>& samples);
 
-// What has become more: descriptors and threads at all, resident memory beyond kMostGrowthKiB. Empty for nothing.
-std::string ForbiddenGrowth(const ProcessFigures& before, const ProcessFigures& after);
+// What has become more: descriptors and threads at all, and resident memory, where it is the process's own, beyond
+// kMostGrowthKiB. Empty for nothing.
+std::string ForbiddenGrowth(const ProcessFigures& before, const ProcessFigures& after, bool isMemoryItsOwn);

@@ -15,7 +15,7 @@ SoakSample At(int seconds, const ProcessFigures& process) {
 }
 
 std::string GrowthTo(const ProcessFigures& end) {
-    return ForbiddenGrowth(kWarm, end);
+    return ForbiddenGrowth(kWarm, end, true);
 }
 
 TEST(GrowthTest, IsNoneWhereAllIsAsBefore) {
@@ -38,6 +38,10 @@ TEST(GrowthTest, OfMemoryIsTooMuchBeyondItsBound) {
     EXPECT_EQ(GrowthTo({90.0, 7700 + kMostGrowthKiB, 15, 4}), "");
     EXPECT_EQ(GrowthTo({90.0, 7700 + kMostGrowthKiB + 1, 15, 4}),
               "resident KiB 7700 -> " + std::to_string(7700 + kMostGrowthKiB + 1));
+}
+
+TEST(GrowthTest, OfMemoryThatIsNotItsOwnIsNotJudged) {
+    EXPECT_EQ(ForbiddenGrowth(kWarm, {90.0, 100'000, 16, 4}, false), "descriptors 15 -> 16");
 }
 
 TEST(GrowthTest, OfSeveralThingsNamesThemAll) {

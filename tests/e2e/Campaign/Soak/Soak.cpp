@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "tests/e2e/Campaign/Soak/Growth.h"
+#include "tests/e2e/Harness/ResidentMemory.h"
 #include "tests/support/WaitUntil.h"
 
 namespace {
@@ -158,7 +159,7 @@ std::string Soak::AwaitNoGrowth() {
     WaitUntil(
         [&] {
             const std::optional<ProcessFigures> now = FiguresOf(mMachine.Hal().Pid());
-            grown = before && now ? ForbiddenGrowth(*before, *now) : "";
+            grown = before && now ? ForbiddenGrowth(*before, *now, kIsResidentMemoryItsOwn) : "";
             return grown.empty();
         },
         kLongestTransient);
