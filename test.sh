@@ -79,10 +79,15 @@ Configure "$mode" | tail -n 3
 
 Heading "Testing ($mode)"
 [[ $mode != coverage ]] || find build/coverage -name '*.gcda' -delete
+rm -f "build/$mode/failures.txt"
 perCore=4
 [[ $mode != asan && $mode != tsan ]] || perCore=3
 status=0
 "${launcher[@]}" ctest --preset "$mode" --parallel "${jobs:-$((perCore * cores))}" "${filters[@]}" || status=1
+if ((status != 0)); then
+    Heading "What failed ($mode)"
+    scripts/failures.sh "build/$mode" | tee "build/$mode/failures.txt"
+fi
 
 if [[ $mode == coverage ]]; then
     scripts/coverage.sh build/coverage || status=1
