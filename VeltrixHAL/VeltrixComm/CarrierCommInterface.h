@@ -136,7 +136,7 @@ protected:
     bool TransferFile(Transfer& transfer);
     TransferPass RunTransferPass(Transfer& transfer);
     void WaitUntilCarrierIsReadyForFile();
-    void ApplyFile(const Transfer& transfer);
+    bool ApplyFile(const Transfer& transfer);
     bool WaitUntilCarrierIsBack();
     void SendUpdatePhase(FirmwareUpdateState_e phase);
 

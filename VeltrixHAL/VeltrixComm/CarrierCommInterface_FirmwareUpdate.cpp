@@ -87,12 +87,13 @@ void CarrierCommInterface::DispatchCarrierFiles(CarrierFileInfo& info) {
     const UpdateUnderWay underWay(*this, transfer);
     // An unknown name leaves the start payload all zero and is sent all the same: the carrier decides.
     MakeFirmwarePayloadReady(transfer.fileName, transfer.size, transfer.startPayload.data());
-    if (TransferFile(transfer)) {
-        ApplyFile(transfer);
-    }
+    const bool isDone = TransferFile(transfer) && ApplyFile(transfer);
     if (transfer.attempts != 0) {
         HalLog::PrintAlways("File transer giving up after {} attempts", transfer.attempts);
         HalLog::Error("File transer giving up after {} attempts", transfer.attempts);
+    }
+    if (!isDone && !gKeepRunning) {
+        HalLog::Info("Update with {} ended by the stop. The file is kept", transfer.fileName);
     }
 }
 
@@ -201,10 +202,8 @@ void CarrierCommInterface::WaitUntilCarrierIsReadyForFile() {
     }
 }
 
-void CarrierCommInterface::ApplyFile(const Transfer& transfer) {
-    if (!gKeepRunning) {
-        return;
-    }
+// Not kept from it by a stop: the carrier has the whole image, and each of the two commands ends within a second then.
+bool CarrierCommInterface::ApplyFile(const Transfer& transfer) {
     HalLog::PrintAlways("Finalizing file transfer");
     HalLog::Info("Finalizing file transfer");
     if (IsApplicationFile(transfer.fileName)) {
@@ -215,12 +214,12 @@ void CarrierCommInterface::ApplyFile(const Transfer& transfer) {
     if (applied != commError_None) {
         HalLog::PrintAlways("Firmware Apply failed. CommError = {}", static_cast<int>(applied));
         HalLog::Info("Firmware Apply failed. CommError = {}", static_cast<int>(applied));
-        return;
+        return false;
     }
     HalLog::PrintAlways("Firmware apply command sent. Waiting for carrier to restart... ");
     HalLog::Info("Firmware apply command sent. Waiting for carrier to restart...");
     if (!WaitUntilCarrierIsBack()) {
-        return;
+        return false;
     }
     HalLog::Info("Carrier connected after firmware update");
     HalLog::Print(0, "Carrier connected after firmware update");
@@ -232,6 +231,7 @@ void CarrierCommInterface::ApplyFile(const Transfer& transfer) {
     if (IsApplicationFile(transfer.fileName)) {
         SendUpdatePhase(UpdatePhase_4);
     }
+    return true;
 }
 
 // False when the process stops first. There is no other limit: an image that was applied has to come up.

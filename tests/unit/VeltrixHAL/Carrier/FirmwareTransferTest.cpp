@@ -21,8 +21,15 @@ const LogLine kCrcFailure = Error("Carrier reported CRC failure on VeltrixApp_CR
 LogLine FileTransferFailed(int attempt) {
     return Error("File transfer failed. Attempt: " + std::to_string(attempt));
 }
+const LogLine kApplySent = Information("Firmware apply command sent. Waiting for carrier to restart...");
+const LogLine kStopped = Information("Update with VeltrixApp_CRC.bin ended by the stop. The file is kept");
 LogLine GivingUp(int attempts) {
     return Error("File transer giving up after " + std::to_string(attempts) + " attempts");
+}
+
+std::vector<LogLine> TheLastTwo(const std::vector<LogLine>& lines) {
+    EXPECT_GE(lines.size(), 2U);
+    return {lines.end() - static_cast<std::ptrdiff_t>(std::min<std::size_t>(lines.size(), 2)), lines.end()};
 }
 
 class FirmwareTransferTest : public FirmwareTest {
@@ -350,7 +357,7 @@ TEST_F(FirmwareTransferTest, ARefusedStartAfterACountedFailureIsRepeatedWithoutE
     EXPECT_EQ(mLine.Count(kStart), 1501U);
     EXPECT_THAT(lines, Contains(Information("Transfer initiation failed. CommError = 4")).Times(500));
     EXPECT_THAT(lines, Contains(kCrcFailure).Times(1));
-    EXPECT_EQ(lines.back(), GivingUp(1));
+    EXPECT_THAT(TheLastTwo(lines), ElementsAre(GivingUp(1), kStopped));
     ExpectNotApplied();
 }
 
@@ -421,10 +428,15 @@ TEST_F(FirmwareStopTest, BetweenTwoPacketsEndsTheUpdate) {
     ExpectNotApplied();
 }
 
-TEST_F(FirmwareStopTest, BehindTheEndLeavesTheImageUnapplied) {
+TEST_F(FirmwareStopTest, BehindTheEndStillAppliesAndKeepsTheFile) {
+    mComesBack = false;
     StopAtFrame(kEnd);
-    EXPECT_THAT(LogOfUpdate(), ElementsAre(kSendingFile));
-    ExpectNotApplied();
+    EXPECT_THAT(LogOfUpdate(),
+                ElementsAre(kSendingFile, Information("Finalizing file transfer"), kApplySent, kStopped));
+    EXPECT_EQ(mLine.Count(kPhase), 2U);
+    EXPECT_EQ(mLine.Count(kApply), 1U);
+    EXPECT_TRUE(IsImageThere());
+    ExpectAtRest();
 }
 
 TEST_F(FirmwareStopTest, DuringTheWaitForTheCarriersReturnKeepsTheFile) {
@@ -435,7 +447,7 @@ TEST_F(FirmwareStopTest, DuringTheWaitForTheCarriersReturnKeepsTheFile) {
         }
     };
     const auto lines = LogOfUpdate();
-    EXPECT_EQ(lines.back(), Information("Firmware apply command sent. Waiting for carrier to restart..."));
+    EXPECT_THAT(TheLastTwo(lines), ElementsAre(kApplySent, kStopped));
     EXPECT_EQ(mClock.ElapsedMs(), 100U);
     EXPECT_EQ(mLine.Count(kPhase), 2U);
     EXPECT_TRUE(IsImageThere());
@@ -446,7 +458,7 @@ TEST_F(FirmwareStopTest, WhileThePhaseIsAnnouncedNothingElseIsSent) {
     mLine.Answer(kPhase, kRefusedNack);
     StopAtFrame(kPhase, 5);
     Update();
-    EXPECT_THAT(UpdateLog(), ElementsAre(Information("Initiating VeltrixApp_CRC.bin transfer of size 3")));
+    EXPECT_THAT(UpdateLog(), ElementsAre(Information("Initiating VeltrixApp_CRC.bin transfer of size 3"), kStopped));
     EXPECT_EQ(mLine.Count(kPhase), 5U);
     EXPECT_EQ(mLine.Count(kStart), 0U);
     ExpectNotApplied();
@@ -455,7 +467,7 @@ TEST_F(FirmwareStopTest, WhileThePhaseIsAnnouncedNothingElseIsSent) {
 TEST_F(FirmwareStopTest, DuringTheThirdPhaseStillAppliesAndKeepsTheFile) {
     mComesBack = false;
     StopAtFrame(kPhase, 2);
-    EXPECT_EQ(LogOfUpdate().back(), Information("Firmware apply command sent. Waiting for carrier to restart..."));
+    EXPECT_THAT(TheLastTwo(LogOfUpdate()), ElementsAre(kApplySent, kStopped));
     EXPECT_EQ(mLine.Count(kApply), 1U);
     EXPECT_EQ(mLine.Count(kPhase), 2U);
     EXPECT_TRUE(IsImageThere());
@@ -465,7 +477,7 @@ TEST_F(FirmwareStopTest, DuringTheThirdPhaseStillAppliesAndKeepsTheFile) {
 TEST_F(FirmwareStopTest, DuringAStartThatIsNotAnsweredEndsTheUpdateWithinASecond) {
     mLine.Answer(kStart, CarrierStub::kSilence);
     mClock.At(500, [] { gKeepRunning = false; });
-    EXPECT_THAT(LogOfUpdate(), ElementsAre(Information("Transfer initiation failed. CommError = 2")));
+    EXPECT_THAT(LogOfUpdate(), ElementsAre(Information("Transfer initiation failed. CommError = 2"), kStopped));
     EXPECT_LE(mClock.ElapsedMs(), 1500U);
     EXPECT_EQ(mLine.Count(kStart), 1U);
     ExpectNotApplied();
@@ -474,8 +486,11 @@ TEST_F(FirmwareStopTest, DuringAStartThatIsNotAnsweredEndsTheUpdateWithinASecond
 TEST_F(FirmwareStopTest, DuringTheWaitForReadinessEndsIt) {
     mSaysReady = false;
     mClock.At(250, [] { gKeepRunning = false; });
-    Update();
+    WriteImage(Bytes(5000, 1));
+    Announce(kAppFile, 5000);
     EXPECT_EQ(mClock.ElapsedMs(), 300U);
+    EXPECT_EQ(mLine.Count(kPacket), 1U);
+    EXPECT_EQ(mLine.Count(kEnd), 0U);
     ExpectNotApplied();
 }
 
