@@ -79,6 +79,9 @@ void CarrierCommInterface::RunStartSequence() {
         HalLog::Print(0, "Failed to get board revision");
     }
 
+    if (!gKeepRunning) {
+        return;  // a version that the stop kept from being asked for is no mismatch
+    }
     if (!CheckIfCarrierVersionIsValid()) {
         ReportVersionMismatch();
     }

@@ -168,6 +168,16 @@ TEST_F(HeartbeatTest, CommandsOfTheStartSequenceThatAreNotAnsweredTakeThreeTimes
     EXPECT_EQ(mClock.ElapsedMs(), 1800U);
 }
 
+TEST_F(HeartbeatTest, AVersionThatAStopKeptFromBeingAskedForIsNoMismatch) {
+    mLine.Answer(kBootloaderVersion, CarrierStub::kSilence);
+    mLine.Answer(kCarrierVersion, CarrierStub::kSilence);
+    mLine.Watch([&](const Bytes& frame) { gKeepRunning = gKeepRunning && frame[1] != kBootloaderVersion; });
+    Receive(Heartbeat(8, 0));
+    EXPECT_EQ(mLine.Count(kBootloaderVersion), 1U);
+    EXPECT_EQ(mLine.Count(kAdminAccess), 0U);
+    EXPECT_THAT(LogWith("Could not publish"), IsEmpty()) << "neither a mismatch nor versions that nobody gave";
+}
+
 TEST_F(HeartbeatTest, FailedRequestsArePrintedFromVerbosityZeroOn) {
     VeltrixErrorLog::gVerbosity = -1;
     for (const std::uint8_t request : {kBootloaderVersion, kCarrierVersion, kBoardRevision}) {
