@@ -158,9 +158,11 @@ int main(int argc, char* argv[]) {
     activateSubscriptions(client, carrier, halInfo, halStatus);
 
     HalGlobals::gEndTimeOfLastWeld = DateTime::Now(0);
-    ProcessReady ready;
-    ready.set_index(kProcessIndex);
-    BusClient::Publish(client, "process_ready", ready);
+    if (gKeepRunning) {  // a stop leaves out the subscriptions that are still to be made
+        ProcessReady ready;
+        ready.set_index(kProcessIndex);
+        BusClient::Publish(client, "process_ready", ready);
+    }
     if (!StartProcessingThread(carrier)) {
         std::exit(EXIT_FAILURE);
     }
