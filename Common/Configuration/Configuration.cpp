@@ -104,14 +104,13 @@ bool Configuration::Load(bool verbose) {
 }
 
 bool Configuration::Load(cJSON*& doc, const std::string& path, bool verbose) {
-    cJSON_Delete(doc);
-    doc = nullptr;
     const bool justCreated = !DoesThisFileExist(path) && MakeFile(path);
     const auto text = ReadText(path);
     if (!text) {
         if (justCreated) {
             // Kept on purpose: on the very first load Save() still refuses, as nothing has been loaded yet; the load
             // works all the same, and the next Save() tries the file again.
+            cJSON_Delete(doc);
             doc = cJSON_CreateObject();
             Save();
         }
@@ -120,6 +119,7 @@ bool Configuration::Load(cJSON*& doc, const std::string& path, bool verbose) {
     if (verbose) {
         HalLog::Print(0, "configBuffer:\n{}", text->data());
     }
+    cJSON_Delete(doc);
     doc = cJSON_Parse(text->data());
     if (doc == nullptr) {
         HalLog::Error("Unable to parse {}", DisplayPath(path));

@@ -19,7 +19,8 @@ public:
     Configuration& operator=(const Configuration&) = delete;
 
     // Load the file anew: the object's own, or the one at `path` into `doc` (which the caller then frees with
-    // cJSON_Delete). What the document pointer held before is freed; it is null after a failure.
+    // cJSON_Delete). What the document pointer held before is freed for a new document, or for none (null) when the
+    // text is no JSON; where no text could be read it stays.
     bool Load(bool verbose);
     bool Load(cJSON*& doc, const std::string& path, bool verbose);
 

@@ -209,10 +209,28 @@ TEST_F(ConfigurationFileTest, LoadingAgainTakesTheFileAsItIsNow) {
     mFolder.Write("settings.json", R"({"b":2})");
     EXPECT_TRUE(store->Load(false));
     EXPECT_EQ(Document(*store), R"({"b":2})");
-    mFolder.Write("settings.json", "");
+    mFolder.Write("settings.json", "{");
     EXPECT_FALSE(store->Load(false));
     EXPECT_FALSE(store->mFileOkay);
     EXPECT_EQ(store->mp_cJson, nullptr);
+}
+
+TEST_F(ConfigurationFileTest, LoadingAgainKeepsTheDocumentWhereThereIsNoText) {
+    const auto store = Over(R"({"a":1})");
+    mFolder.Write("settings.json", "");
+    EXPECT_FALSE(store->Load(false));
+    EXPECT_FALSE(store->mFileOkay);
+    EXPECT_EQ(Document(*store), R"({"a":1})");
+    EXPECT_THAT(mLog.Take(), IsEmpty());
+    EXPECT_FALSE(store->Save());
+    EXPECT_EQ(mFolder.Read("settings.json"), "");
+}
+
+TEST_F(ConfigurationFileTest, LoadingAgainMakesAFileThatIsGone) {
+    const auto store = Over(R"({"a":1})");
+    std::filesystem::remove(mFolder.Path("settings.json"));
+    EXPECT_TRUE(store->Load(false));
+    EXPECT_EQ(Document(*store), "{}");
 }
 
 TEST_F(ConfigurationFileTest, SaveWritesTheIndentedDocumentInPlace) {
