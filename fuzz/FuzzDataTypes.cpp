@@ -51,7 +51,7 @@ void CheckWriting(const VeltrixDataTypeBase& object, std::size_t type, bool hasO
 void CheckReading(std::size_t type, const std::string& text) {
     const auto object = Fuzz::MakeBusObject(type);
     const JsonReport report = object->ReadJson(text);
-    FUZZ_CHECK(!report.isComplete || report.problem.empty());
+    FUZZ_CHECK(!report.isComplete || !report.problem.starts_with("no JSON object"));
     FUZZ_CHECK(!Fuzz::IsJsonObject(text) || !report.problem.starts_with("no JSON object"));
     const auto same = Fuzz::MakeBusObject(type);
     FUZZ_CHECK(same->FromJson(text) == report.isComplete);

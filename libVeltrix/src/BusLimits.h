@@ -35,8 +35,6 @@ constexpr std::size_t kMaxQueueBytes = std::size_t{64} * 1024 * 1024;
 // The largest message that is read: taken apart, a text of small items needs forty times its size, and the messages of
 // this machine are some kilobytes long.
 constexpr std::size_t kMaxReceived = std::size_t{2} * 1024 * 1024;
-// The most that an MQTT packet holds, less room for its topic.
-constexpr std::size_t kMaxPayload = 268'435'455 - 65'535 - 16;
 constexpr std::size_t kMaxTopic = 65'535;
 constexpr std::size_t kMaxSocketPath = 107;
 

@@ -63,8 +63,8 @@ int EventClient::Publish(const std::string& topic, const VeltrixDataTypeBase& da
     if (publication.payload.empty()) {
         return -ENOMEM;  // whoever receives an empty text reads an object whose fields all have their defaults
     }
-    if (publication.payload.size() > VeltrixDetail::kMaxPayload) {
-        return -EMSGSIZE;
+    if (publication.Bytes() > VeltrixDetail::kMaxQueueBytes) {
+        return -EMSGSIZE;  // it would drive everything else out of the queue, and then itself
     }
     return connection->Publish(std::move(publication));
 }

@@ -32,7 +32,8 @@ class ObjectReader {
 public:
     explicit ObjectReader(JsonReport& report) : mReport(report) {}
 
-    // True when the object was complete and well formed. `path` stands before field names in messages.
+    // True when all fields that are not optional were there and well formed. `path` stands before field names in
+    // messages.
     bool Read(const cJSON& json, VeltrixDataTypeBase& object, const std::string& path) {
         bool isComplete = true;
         for (const FieldInfo& field : object.Fields()) {
@@ -44,7 +45,8 @@ public:
             if (IsTwice(*item)) {
                 Remark(path + field.name, "is given twice, the first one counts");
             }
-            isComplete = ReadField(*item, object, field, path + field.name) && isComplete;
+            const bool isGood = ReadField(*item, object, field, path + field.name);
+            isComplete = isComplete && (isGood || field.isOptional);
         }
         return isComplete;
     }

@@ -1,8 +1,9 @@
 // Where this library's own absolute paths lie: below the folder that VELTRIX_ROOT names, if it is set and not empty.
 //
-// The library's own, so that its folder can be built without the rest of the tree. Any thread.
+// The library's own: it includes nothing of the folders that are built on it. Any thread.
 #pragma once
 
+#include <cctype>
 #include <cstdlib>
 #include <string>
 #include <string_view>
@@ -24,11 +25,14 @@ inline std::string RootedPath(std::string_view absolutePath) {
 // A text that names such paths as messages show it: without the folder, so that logs of several machines compare.
 inline std::string DisplayText(std::string text) {
     const std::string root = PathRoot();
-    if (root.empty()) {
-        return text;
-    }
-    for (auto at = text.find(root + "/"); at != std::string::npos; at = text.find(root + "/", at)) {
-        text.erase(at, root.size());
+    const auto isPartOfPath = [](char character) {
+        return std::isalnum(static_cast<unsigned char>(character)) != 0 ||
+               std::string_view("/._-").find(character) != std::string_view::npos;
+    };
+    for (std::size_t at = 0; !root.empty() && (at = text.find(root + "/", at)) != std::string::npos; ++at) {
+        if (at == 0 || !isPartOfPath(text[at - 1])) {
+            text.erase(at, root.size());
+        }
     }
     return text;
 }

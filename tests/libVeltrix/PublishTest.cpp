@@ -43,6 +43,20 @@ TEST_F(Publish, InvalidTopicsAreRefused) {
     EXPECT_EQ(client.Publish(std::string(65'536, 't'), Numbered(1)), -EINVAL);
 }
 
+TEST_F(Publish, WhatTheQueueCannotHoldIsRefusedAndNothingElseIsLost) {
+    BusProbe probe(Socket());
+    probe.Subscribe("#");
+    EventClient client("client");
+    ASSERT_EQ(client.Connect(Socket()), 0);
+    ASSERT_EQ(client.Publish("before", Numbered(1)), 0);
+    ErrorLogType large;
+    large.set_message(std::string(std::size_t{64} * 1024 * 1024, 'x'));
+    EXPECT_EQ(client.Publish("error_log", large), -EMSGSIZE);
+    ASSERT_EQ(client.Publish("behind", Numbered(2)), 0);
+    ASSERT_TRUE(probe.WaitFor("behind", 1));
+    EXPECT_EQ(probe.Messages().size(), 2U);
+}
+
 TEST_F(Publish, ConnectPublishDisconnectAThousandTimesLosesNothing) {
     BusProbe probe(Socket());
     probe.Subscribe("process_ready");

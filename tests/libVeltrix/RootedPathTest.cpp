@@ -27,6 +27,9 @@ TEST(LibraryPathTest, AreShownInTextsWithoutTheFolder) {
               "from /Veltrix/a to /Veltrix/b: failed");
     EXPECT_EQ(DisplayText("/some/placebo/a"), "/some/placebo/a");
     EXPECT_EQ(DisplayText(""), "");
+    EXPECT_EQ(DisplayText("bus at /var/some/place/bus, ./some/place/bus"),
+              "bus at /var/some/place/bus, ./some/place/bus");
+    EXPECT_EQ(DisplayText("\"/some/place/some/place/bus\""), "\"/some/place/bus\"");
     const ScopedVariable none("VELTRIX_ROOT", "");
     EXPECT_EQ(DisplayText("/some/place/Veltrix/a"), "/some/place/Veltrix/a");
 }

@@ -47,8 +47,8 @@ public:
     // Queues the data's JSON form for sending and returns without waiting; messages go out in the order of the calls.
     // While the broker is away 10,000 messages wait, then the oldest is dropped with one warning; a burst towards a
     // present broker is bounded at ten times that and at 64 MiB.
-    // -ENOTCONN not connected by Connect, -EINVAL a topic as above, -EMSGSIZE more than MQTT can carry, -ENOMEM no
-    // memory for the JSON form.
+    // -ENOTCONN not connected by Connect, -EINVAL a topic as above, -EMSGSIZE more than 64 MiB with its topic, -ENOMEM
+    // no memory for the JSON form.
     int Publish(const std::string& topic, const VeltrixDataTypeBase& data);
 
     // Runs, on the caller's thread and in the order of arrival, the deferred handlers whose messages were waiting at

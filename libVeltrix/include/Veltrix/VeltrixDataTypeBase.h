@@ -12,7 +12,7 @@ struct FieldInfo;
 
 // What reading a JSON text into an object came to.
 struct JsonReport {
-    // Every field that is not optional was present, and none was ill-formed.
+    // Every field that is not optional was present and well formed.
     bool isComplete = false;
     // Empty, or what was ill-formed and why: no JSON object at all, or the first field, in the order of the class, of
     // the wrong type or with a number that does not fit. A missing field is not ill-formed.
@@ -30,8 +30,8 @@ public:
     // that is no UTF-8 becomes U+FFFD; a text ends at its first NUL. Empty when memory is short.
     virtual std::string ToJson() const noexcept;
 
-    // Reads one JSON object and white space around it. True when every field that is not optional was present and none
-    // was ill-formed. What could be read stays and other fields keep their values; unknown fields are ignored. A text
+    // Reads one JSON object and white space around it. True when every field that is not optional was present and well
+    // formed. What could be read stays and other fields keep their values; unknown fields are ignored. A text
     // that is no JSON object changes nothing. Numbers pass through a double: whole ones must not lie beyond 2^53.
     virtual bool FromJson(const std::string& text);
 
