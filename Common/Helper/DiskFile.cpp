@@ -56,8 +56,10 @@ std::size_t DiskFile::Read(std::uint8_t* buffer, std::size_t size) {
 int DiskFile::Write(std::string_view content) {
     while (!content.empty()) {
         const ssize_t count = ::write(mDescriptor, content.data(), content.size());
-        if (count >= 0) {
+        if (count > 0) {
             content.remove_prefix(static_cast<std::size_t>(count));
+        } else if (count == 0) {
+            return EIO;
         } else if (errno != EINTR) {
             return errno;
         }
