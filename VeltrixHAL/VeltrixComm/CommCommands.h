@@ -88,5 +88,5 @@ enum e_commError : int {
     commError_BusyRetry = 6,  // the carrier is writing to flash
 };
 
-// The name of a command as messages show it; empty for those that the module does not send as commands.
+// The name of a command as messages show it; empty for those that have none.
 std::string_view GetCommandText(CommCommands_t command);

@@ -14,7 +14,8 @@ public:
     // Takes the first free packet as it is, or gives null. Any thread.
     Packet* TakeFirst();
 
-    // Gives a packet back. Any thread.
+    // Gives a packet back. Any thread. One that is given back twice stops the caller for good inside the lock, and with
+    // it the link: its packets could no longer be told apart.
     void Free(Packet& packet) override;
 
 protected:
