@@ -1,5 +1,8 @@
 // From the carrier's first heartbeat to "carrier_info", and what later heartbeats lead to.
+#include <regex>
+
 #include "tests/e2e/Harness/EndToEndTest.h"
+#include "tests/support/WaitUntil.h"
 
 namespace {
 
@@ -38,6 +41,9 @@ TEST_F(FirstHeartbeatTest, RunsTheStartSequenceFrameByFrame) {
                                 "Veltrix Board Revision: 0x1b", "Sending command: 0x25", "Sending command: 0xd",
                                 "Battery voltage = 3.25", "Sending command: 0xf", "published info"});
     machine.Log().Await("[error] Deprecated AdminAccess command sent by carrier 0d1");
+    EXPECT_TRUE(WaitUntil([&] {
+        return std::regex_search(machine.BusBroker().Log(), std::regex("Client client-[^ ]* disconnected\\."));
+    })) << "the versions go out on a connection of their own";
 
     // Later ones are acknowledged, once each, and that is all.
     machine.FlushLine();

@@ -39,10 +39,11 @@ TEST_F(StatusTest, WithoutAnyTrafficItIsNotReadyAndSaysWhyItDoesNotCheckIn) {
     EXPECT_FALSE(machine.Log().Has(kRxFailed)) << "the port was asked for bytes all the time";
 
     // The carrier wakes up within the next period.
+    const std::size_t failed = machine.Log().Count(kTxFailed);
     machine.Greet();
     EXPECT_EQ(machine.Bus().Await("system_health"), R"({"processName":"HAL","code":560})");
     machine.Bus().AwaitPayload("hal_status", R"({"ready":true})");
-    EXPECT_EQ(machine.Log().Count(kTxFailed), 1U);
+    EXPECT_EQ(machine.Log().Count(kTxFailed), failed);
 
     // And falls silent again.
     const std::size_t from = machine.Bus().Position();

@@ -1,9 +1,11 @@
 // Every way in which connecting and closing can fail, with what is said about it.
 #include <gtest/gtest.h>
 #include <sys/file.h>
+#include <sys/select.h>
 
 #include <functional>
 #include <string>
+#include <utility>
 
 #include "tests/unit/ScratchFolder.h"
 #include "tests/unit/Uart/FaultySystemCalls.h"
@@ -41,6 +43,15 @@ TEST_F(LinuxSerialFailureTest, AMissingDevice) {
               "LinuxSerial::OpenUart() fail\n");
     EXPECT_FALSE(mPort.IsReady());
     EXPECT_FALSE(mPort.IsOpened());
+}
+
+TEST_F(LinuxSerialFailureTest, ADescriptorBeyondThoseThatCanBeWaitedForIsNotReadFrom) {
+    mPort.Configure(mTerminal.Path(), UsualConfigWith(BlockReadwTimeout));
+    ASSERT_EQ(mPort.ConnectUart(), 0);
+    const int descriptor = std::exchange(mPort.m_uartRdFd, FD_SETSIZE);
+    std::uint8_t byte = 0;
+    EXPECT_FALSE(mPort.ReadByte(byte));
+    mPort.m_uartRdFd = descriptor;
 }
 
 TEST_F(LinuxSerialFailureTest, AMissingDeviceGivenToTheConstructor) {
