@@ -140,6 +140,24 @@ TEST_F(StopTest, WhileASubscriptionWaitsForABrokerThatDoesNotAnswer) {
     machine.BusBroker().Resume();
 }
 
+TEST_F(StopTest, BeforeTheLastSubscriptionNoReadinessIsAnnounced) {
+    Machine& machine = NewMachine();
+    machine.Start();
+    machine.Out().Await("Wait a few moments before using UART");
+    machine.BusBroker().Pause();
+    machine.Log().Await("[error] An error occurred while subscribing to HalIdentityRequest. Connection timed out");
+    // The next subscription is answered to a process that knows already that it is to stop.
+    machine.Hal().Signal(SIGSTOP);
+    machine.Hal().Signal(SIGTERM);
+    machine.BusBroker().Resume();
+    machine.ReconnectBus();
+    machine.Hal().Signal(SIGCONT);
+    EXPECT_EQ(machine.Hal().WaitForExit(), 0);
+    machine.Bus().Publish("marker", "{}");
+    machine.Bus().Await("marker");
+    EXPECT_EQ(machine.Bus().Count("process_ready"), 0U);
+}
+
 TEST_F(StopTest, ASecondSignalChangesNothing) {
     Machine& machine = GreetedMachine();
     machine.Hal().Signal(SIGTERM);
