@@ -93,7 +93,7 @@ class RestartDuringUpdateTest : public RestartingCarrierTest, public testing::Wi
 // repeated.
 TEST_P(RestartDuringUpdateTest, CostsAtMostTheUpdate) {
     const Point& point = GetParam();
-    Machine& machine = GreetedMachine(Options());
+    Machine& machine = GreetedMachine(FirmwareTest::Options());
     const FirmwareOnDisk file = Put(machine, kAppFile, 5000);
     ASSERT_EQ(Packets(file.bytes).size(), 5U);
     const std::size_t line = machine.Line().Position();

@@ -8,6 +8,9 @@ namespace {
 
 constexpr std::size_t kPacketSize = 1024;
 constexpr std::chrono::milliseconds kLongestStop{6000};
+// No carrier is back before the process has begun to wait for it, a few milliseconds after the apply was acknowledged;
+// and these carriers send one heartbeat only.
+constexpr simulator::Milliseconds kRestart{500};
 
 std::string FolderOf(const std::string& name) {
     return "/Veltrix/update/" + name;
@@ -18,7 +21,7 @@ std::string FolderOf(const std::string& name) {
 MachineOptions FirmwareTest::Options() {
     MachineOptions options;
     options.arguments = {"-f", "-v", "0"};
-    options.carrier.restartTime = simulator::Milliseconds(50);
+    options.carrier.restartTime = kRestart;
     options.carrier.firmware.check = simulator::ImageCheck::Crc32;
     return options;
 }
