@@ -27,6 +27,16 @@ protected:
         EXPECT_TRUE(machine.Log().Has("[info] HAL shutting down"));
     }
 
+    // Its broker does not answer, and the next subscription has begun to wait.
+    Machine& MachineWithoutItsFirstSubscription() {
+        Machine& machine = NewMachine();
+        machine.Start();
+        machine.Out().Await("Wait a few moments before using UART");
+        machine.BusBroker().Pause();
+        machine.Log().Await("[error] An error occurred while subscribing to HalIdentityRequest. Connection timed out");
+        return machine;
+    }
+
     static ScriptedFault Answers(ScriptedFault::What what, std::uint8_t code = 0) {
         ScriptedFault fault;
         fault.what = what;
@@ -130,22 +140,14 @@ TEST_F(StopTest, LeavesTheBrokerBehindTheFirstWordAndBeforeTheLast) {
 }
 
 TEST_F(StopTest, WhileASubscriptionWaitsForABrokerThatDoesNotAnswer) {
-    Machine& machine = NewMachine();
-    machine.Start();
-    machine.Out().Await("Wait a few moments before using UART");
-    machine.BusBroker().Pause();
-    machine.Log().Await("[error] An error occurred while subscribing to HalIdentityRequest. Connection timed out");
+    Machine& machine = MachineWithoutItsFirstSubscription();
     std::this_thread::sleep_for(kHalfASubscription);  // into the wait of the next one, which shows nowhere
     ExpectToEnd(machine, SIGTERM);
     machine.BusBroker().Resume();
 }
 
 TEST_F(StopTest, BeforeTheLastSubscriptionNoReadinessIsAnnounced) {
-    Machine& machine = NewMachine();
-    machine.Start();
-    machine.Out().Await("Wait a few moments before using UART");
-    machine.BusBroker().Pause();
-    machine.Log().Await("[error] An error occurred while subscribing to HalIdentityRequest. Connection timed out");
+    Machine& machine = MachineWithoutItsFirstSubscription();
     // The next subscription is answered to a process that knows already that it is to stop.
     machine.Hal().Signal(SIGSTOP);
     machine.Hal().Signal(SIGTERM);

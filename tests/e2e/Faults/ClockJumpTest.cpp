@@ -2,6 +2,7 @@
 // time. It is the process's own view of the clock that is moved; this computer's is not touched.
 #include <ctime>
 
+#include "tests/e2e/Faults/CampaignTest.h"
 #include "tests/e2e/Faults/TroubledMachineTest.h"
 
 namespace {
@@ -26,7 +27,7 @@ void PrintTo(const Jump& jump, std::ostream* out) {
     *out << jump.name;
 }
 
-class ClockTroubleTest : public TroubledMachineTest {
+class ClockTroubleTest : public TroubledMachineTestOf<CampaignTest> {
 protected:
     static std::string YearOf(std::int64_t shift) {
         const std::time_t then = std::time(nullptr) + shift;
@@ -35,20 +36,16 @@ protected:
         return std::to_string(utc.tm_year + 1900);
     }
 
-    // A heartbeat that meets a command of the process, which switches data reporting behind one, is refused and
-    // repeated.
-    static MachineOptions Options() {
+    // A heartbeat that meets a command of the process, which switches data reporting behind one, is refused; these
+    // carriers repeat it.
+    static MachineOptions RepeatingOptions() {
         MachineOptions options;
-        options.carrier.ownCommands.attempts = 3;
+        options.carrier.ownCommands = PatientOptions().carrier.ownCommands;
         return options;
     }
 
     static void ExpectHeartbeatsAcked(Machine& machine) {
-        for (int i = 0; i < 5; ++i) {
-            const auto outcome = machine.Carrier().WaitForOutcome(machine.Carrier().SendHeartbeat(), kPatience);
-            ASSERT_TRUE(outcome.has_value());
-            EXPECT_EQ(outcome->state, simulator::OwnCommand::State::Acked);
-        }
+        CampaignTest::ExpectHeartbeatsAcked(machine, 5);
         machine.FlushLine();
     }
 
@@ -79,7 +76,7 @@ protected:
 class ClockJumpTest : public ClockTroubleTest, public testing::WithParamInterface<Jump> {};
 
 TEST_P(ClockJumpTest, LeavesThePeriodsAsTheyAre) {
-    Machine& machine = BootTroubledMachine(Options());
+    Machine& machine = BootTroubledMachine(RepeatingOptions());
     machine.Greet();
     EXPECT_EQ(YearOnTheBus(machine), YearOf(0));
     mFaults.ShiftClock(GetParam().seconds);
@@ -102,7 +99,7 @@ TEST_P(ClockJumpTest, LeavesThePeriodsAsTheyAre) {
 }
 
 TEST_P(ClockJumpTest, LeavesTimeOutsAsTheyAre) {
-    Machine& machine = BootTroubledMachine(Options());
+    Machine& machine = BootTroubledMachine(RepeatingOptions());
     simulator::ScriptedFault mute;
     mute.what = simulator::ScriptedFault::What::Ignore;
     mute.count = 3;
@@ -124,7 +121,7 @@ TEST_P(ClockJumpTest, LeavesTimeOutsAsTheyAre) {
 
 // The broker's keep-alive and the pauses before a new attempt go by steady time, too.
 TEST_P(ClockJumpTest, LeavesTheWayBackToTheBrokerAsItIs) {
-    Machine& machine = BootTroubledMachine(Options());
+    Machine& machine = BootTroubledMachine(RepeatingOptions());
     machine.Greet();
     mFaults.ShiftClock(GetParam().seconds);
     machine.BusBroker().Kill();
@@ -141,7 +138,7 @@ class ClockSetBackTest : public ClockTroubleTest {};
 
 // Whether the Tessimor process lives is told by the time of day: what was heard of it lies in the future now.
 TEST_F(ClockSetBackTest, SwitchesDataReportingOnUntilTheClockHasCaughtUp) {
-    Machine& machine = BootTroubledMachine(Options());
+    Machine& machine = BootTroubledMachine(RepeatingOptions());
     machine.Greet();
     ExpectHeartbeatsAcked(machine);
     EXPECT_EQ(machine.Line().Count(kReportingOn), 0U);
