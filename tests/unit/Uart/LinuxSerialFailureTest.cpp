@@ -1,8 +1,12 @@
 // Every way in which connecting and closing can fail, with what is said about it.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/file.h>
+#include <sys/resource.h>
 #include <sys/select.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <functional>
 #include <string>
 #include <utility>
@@ -46,12 +50,22 @@ TEST_F(LinuxSerialFailureTest, AMissingDevice) {
 }
 
 TEST_F(LinuxSerialFailureTest, ADescriptorBeyondThoseThatCanBeWaitedForIsNotReadFrom) {
+    rlimit before{};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
+    const rlimit enough{std::max<rlim_t>(before.rlim_cur, FD_SETSIZE + 8), before.rlim_max};
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &enough), 0);
     mPort.Configure(mTerminal.Path(), UsualConfigWith(BlockReadwTimeout));
     ASSERT_EQ(mPort.ConnectUart(), 0);
-    const int descriptor = std::exchange(mPort.m_uartRdFd, FD_SETSIZE);
+    ASSERT_TRUE(mTerminal.Send("x"));
+    const int beyond = ::fcntl(mPort.m_uartRdFd, F_DUPFD_CLOEXEC, FD_SETSIZE);
+    ASSERT_GE(beyond, FD_SETSIZE);
+    const int usual = std::exchange(mPort.m_uartRdFd, beyond);
     std::uint8_t byte = 0;
     EXPECT_FALSE(mPort.ReadByte(byte));
-    mPort.m_uartRdFd = descriptor;
+    mPort.m_uartRdFd = usual;
+    EXPECT_TRUE(mPort.ReadByte(byte)) << "there was something to read";
+    ::close(beyond);
+    EXPECT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
 }
 
 TEST_F(LinuxSerialFailureTest, AMissingDeviceGivenToTheConstructor) {
