@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/eventfd.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <termios.h>
 #include <unistd.h>
@@ -11,6 +12,7 @@
 #include <array>
 #include <cerrno>
 #include <cstdlib>
+#include <filesystem>
 #include <system_error>
 
 namespace simulator {
@@ -32,6 +34,30 @@ bool SetRaw(int descriptor) {
     return ::cfsetispeed(&settings, B115200) == 0 && ::cfsetospeed(&settings, B115200) == 0 &&
            ::tcsetattr(descriptor, TCSANOW, &settings) == 0;
 }
+
+// Keeps other simulators from the links of a folder: to look at a link and to replace or remove it are two steps, and
+// the carrier that ends may be just the one whose link the next one replaces.
+class FolderLock {
+public:
+    explicit FolderLock(const std::string& link) {
+        const std::string folder = std::filesystem::path(link).parent_path().string();
+        mDescriptor = ::open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        mIsHeld = mDescriptor >= 0 && ::flock(mDescriptor, LOCK_EX) == 0;
+    }
+    ~FolderLock() {
+        if (mDescriptor >= 0) {
+            ::close(mDescriptor);
+        }
+    }
+    FolderLock(const FolderLock&) = delete;
+    FolderLock& operator=(const FolderLock&) = delete;
+
+    bool IsHeld() const { return mIsHeld; }
+
+private:
+    int mDescriptor = -1;
+    bool mIsHeld = false;
+};
 
 // Rounded up: a wait that ends early would only begin again.
 timespec TimeUntil(TimePoint deadline) {
@@ -94,6 +120,10 @@ bool CarrierLine::OpenPty(const std::string& link) {
 }
 
 bool CarrierLine::MakeLink(const std::string& link) {
+    const FolderLock folder(link);
+    if (!folder.IsHeld()) {
+        return Fail("Cannot make the link " + link);
+    }
     struct stat status {};
     if (::lstat(link.c_str(), &status) == 0) {
         if (!S_ISLNK(status.st_mode)) {
@@ -129,6 +159,7 @@ void CarrierLine::Close() {
     const std::lock_guard lock(mMutex);
     if (!mLink.empty()) {
         // Only our own: by now another simulator may have put its link there.
+        const FolderLock folder(mLink);
         std::array<char, 256> target{};
         const ssize_t size = ::readlink(mLink.c_str(), target.data(), target.size());
         if (size > 0 && mSlavePath == std::string(target.data(), static_cast<std::size_t>(size))) {

@@ -64,7 +64,7 @@ private:
     bool IsHungUp(int descriptor) const;
     static bool WaitForRoom(int descriptor, Milliseconds patience, const std::atomic<bool>& isStopping);
 
-    mutable std::mutex mMutex;  // the members below; never held while waiting
+    mutable std::mutex mMutex;  // the members below; never held while waiting for the line
     int mDescriptor = -1;
     int mWake = -1;
     std::string mSlavePath;

@@ -7,7 +7,10 @@
 #include <atomic>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <string>
+#include <thread>
+#include <utility>
 
 #include "tests/simulator/ModuleEnd.h"
 
@@ -60,6 +63,27 @@ TEST_F(CarrierLineTest, LinkOfAnotherLineIsLeftAlone) {
     ASSERT_TRUE(second.OpenPty(Path("link")));
     first.Close();
     EXPECT_TRUE(fs::exists(fs::symlink_status(Path("link"))));
+}
+
+TEST_F(CarrierLineTest, LineThatReplacesOneThatIsJustClosingKeepsItsLink) {
+    auto current = std::make_unique<CarrierLine>();
+    ASSERT_TRUE(current->OpenPty(Path("link")));
+    for (int round = 0; round < 2000; ++round) {
+        auto next = std::make_unique<CarrierLine>();
+        std::thread closing([&current] { current->Close(); });
+        const bool isOpen = next->OpenPty(Path("link"));
+        closing.join();
+        ASSERT_TRUE(isOpen) << "round " << round << ": " << next->Error();
+        ASSERT_TRUE(fs::exists(fs::symlink_status(Path("link")))) << "round " << round;
+        current = std::move(next);
+    }
+}
+
+TEST_F(CarrierLineTest, LinkInAFolderThatIsNotThereIsAnError) {
+    CarrierLine line;
+    EXPECT_FALSE(line.OpenPty(Path("missing/link")));
+    EXPECT_EQ(line.Error(), "Cannot make the link " + Path("missing/link") + ": No such file or directory");
+    EXPECT_FALSE(line.IsOpen());
 }
 
 TEST_F(CarrierLineTest, FailuresNameTheDevice) {
