@@ -10,7 +10,10 @@
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <memory>
+#include <string>
+#include <system_error>
 #include <vector>
 
 extern "C" {
@@ -71,14 +74,36 @@ bool Measure(const char* what, Step step) {
     return count == 0;
 }
 
+// A log of its own for each run: what earlier runs left would make a later one rotate it, and files' names allocate.
+class OwnRoot {
+public:
+    OwnRoot() : mIsThere(::mkdtemp(mPath.data()) != nullptr && ::setenv("VELTRIX_ROOT", mPath.c_str(), 1) == 0) {}
+    ~OwnRoot() {
+        std::error_code ignored;
+        std::filesystem::remove_all(mPath, ignored);
+    }
+    OwnRoot(const OwnRoot&) = delete;
+    OwnRoot& operator=(const OwnRoot&) = delete;
+
+    bool IsThere() const { return mIsThere; }
+
+private:
+    std::string mPath = (std::filesystem::temp_directory_path() / "allocation_bench_XXXXXX").string();
+    bool mIsThere;
+};
+
 }  // namespace
 
 int main() {
-    // As a process runs in the field: verbosity 0, with its rotating log (below VELTRIX_ROOT), console to nowhere.
-    if (std::freopen("/dev/null", "w", stdout) == nullptr) {
+    // As a process runs in the field: verbosity 0, with its rotating log, console to nowhere.
+    const OwnRoot root;
+    if (!root.IsThere() || std::freopen("/dev/null", "w", stdout) == nullptr) {
         return EXIT_FAILURE;
     }
     VeltrixErrorLog::initLogger("AllocationBench");
+    if (VeltrixErrorLog::gRotatingLogger == nullptr) {
+        return EXIT_FAILURE;
+    }
     MemoryPort port;
     const auto master = std::make_unique<Master>(port);
     std::vector<std::uint8_t> file(4096, 0x42);

