@@ -79,10 +79,9 @@ void CarrierCommInterface::RunStartSequence() {
         HalLog::Print(0, "Failed to get board revision");
     }
 
-    if (!gKeepRunning) {
-        return;  // a version that the stop kept from being asked for is no mismatch
-    }
-    if (!CheckIfCarrierVersionIsValid()) {
+    // A version that a stop kept from being asked for is no mismatch.
+    const bool isVersionKnown = gKeepRunning || !mCarrierAppVersion.empty();
+    if (isVersionKnown && !CheckIfCarrierVersionIsValid()) {
         ReportVersionMismatch();
     }
     for (const CommCommands_t command : {CommCommands_AdminAccess, CommCommands_GetVBat, CommCommands_GetRTC}) {
