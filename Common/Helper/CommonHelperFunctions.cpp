@@ -76,14 +76,17 @@ std::string runShellCommand(const std::string& command) {
         HalLog::Error("Unable to run the shell. {}", ErrorText(errno));
         return output;
     }
-    char line[256];
     while (true) {
-        if (std::fgets(line, sizeof line, pipe) != nullptr) {
-            output += line;
-        } else if (std::ferror(pipe) != 0 && errno == EINTR) {
-            std::clearerr(pipe);
-        } else {
+        // Zeros all over: where a signal interrupts a line, its beginning has been taken and lies there without an end.
+        char line[256] = {};
+        const bool isRead = std::fgets(line, sizeof line, pipe) != nullptr;
+        const bool isInterrupted = !isRead && std::ferror(pipe) != 0 && errno == EINTR;
+        if (!isRead && !isInterrupted) {
             break;
+        }
+        output += line;
+        if (isInterrupted) {
+            std::clearerr(pipe);
         }
     }
     ::pclose(pipe);  // the output is the result; how the command ended is not

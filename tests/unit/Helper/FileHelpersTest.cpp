@@ -116,7 +116,7 @@ TEST_F(FileHelpersTest, AShellCommandUnderSignals) {
     ASSERT_EQ(::sigaction(SIGALRM, &interrupting, &before), 0);  // without SA_RESTART
     const itimerval often{.it_interval = {.tv_sec = 0, .tv_usec = 5000}, .it_value = {.tv_sec = 0, .tv_usec = 5000}};
     ASSERT_EQ(::setitimer(ITIMER_REAL, &often, nullptr), 0);
-    EXPECT_EQ(runShellCommand("echo first; sleep 0.2; echo second"), "first\nsecond\n");
+    EXPECT_EQ(runShellCommand("echo first; sleep 0.2; printf sec; sleep 0.2; echo ond"), "first\nsecond\n");
     const itimerval never{};
     ::setitimer(ITIMER_REAL, &never, nullptr);
     ::sigaction(SIGALRM, &before, nullptr);
