@@ -14,7 +14,7 @@ Installs the packages that are missing, builds the tree and runs all of its test
   --asan       the same tests under the address, undefined-behaviour and leak sanitizers (clang)
   --tsan       the same tests under the thread sanitizer (clang)
   --coverage   the same tests, then the line coverage of each folder
-  --lint       no tests: format of every C++ file, clang-tidy, shellcheck; a finding is an error
+  --lint       no tests: format of every C++ file, includes across layers, clang-tidy, shellcheck; a finding is an error
   --jobs N     tests (or clang-tidy runs) at a time; tests mostly wait, so the default is four for each core, three
                under a sanitizer
   -R, -E       only, or not, the tests whose names match

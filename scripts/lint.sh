@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# lint.sh JOBS: format of all C and C++ files, clang-tidy over everything that is compiled, shellcheck over the scripts.
+# lint.sh JOBS: format of all C and C++ files, which folder may include which, shellcheck over the scripts, clang-tidy
+# over everything that is compiled.
 set -euo pipefail
 VELTRIX_TREE=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 # shellcheck source=scripts/common.sh
@@ -15,6 +16,29 @@ mapfile -t sources < <(TrackedFiles '*.c' '*.cpp' '*.h')
 ((${#sources[@]} > 0)) || Die "no source files found"
 if printf '%s\0' "${sources[@]}" | xargs -0 -n 32 -P "$jobs" clang-format --dry-run -Werror; then
     echo "${#sources[@]} files are formatted"
+else
+    status=1
+fi
+
+Heading "Layers"
+# Of each folder, the folders whose headers it may include; of the platform library, all others have the public ones.
+layers=(
+    "libVeltrix: libVeltrix"
+    "Common: Common"
+    "ProcessorAgnostic: ProcessorAgnostic"
+    "OSSpecific: OSSpecific Common"
+    "VeltrixHAL: VeltrixHAL OSSpecific ProcessorAgnostic Common"
+    "CarrierSimulator: CarrierSimulator"
+)
+isLayered=true
+for layer in "${layers[@]}"; do
+    allowed=${layer#*: }
+    if grep -rnE --include='*.cpp' --include='*.h' '#include "' "${layer%%:*}" | grep -vE "#include \"(${allowed// /|})/"; then
+        isLayered=false
+    fi
+done
+if $isLayered; then
+    echo "${#layers[@]} folders include only what lies below them"
 else
     status=1
 fi
