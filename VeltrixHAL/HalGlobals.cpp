@@ -1,5 +1,7 @@
 #include "VeltrixHAL/HalGlobals.h"
 
+static_assert(sizeof(std::time_t) == 8, "times beyond 2038 on every processor");
+
 std::atomic<bool> gKeepRunning{true};
 std::atomic<bool> gCoreEnabled{false};
 

@@ -2,6 +2,8 @@
 // against the table's size first.
 #pragma once
 
+#include <Veltrix/Enumerations.h>
+
 #include <array>
 
 inline constexpr auto kPowerSupplyStateNames =
@@ -17,3 +19,8 @@ inline constexpr auto kPowerSupplyTypeNames =
 
 inline constexpr auto kFeederTypeNames =
     std::to_array<const char*>({"None", "Wire-feeder-A", "Wire-feeder-B", "Wire-feeder-C"});
+
+static_assert(kPowerSupplyStateNames.size() == PowerSupplyState_COUNT);
+static_assert(kGenericErrorTypeNames.size() == GenericErrorType_COUNT);
+static_assert(kPowerSupplyTypeNames.size() == PowerSupplyType_COUNT);
+static_assert(kFeederTypeNames.size() == FeederType_COUNT);

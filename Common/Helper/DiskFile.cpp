@@ -2,12 +2,25 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <limits>
 #include <utility>
+
+static_assert(sizeof(::off_t) == 8, "files beyond 2 GiB on every processor");
+
+namespace {
+
+// For writing only.
+iovec Piece(std::string_view content) {
+    return {const_cast<char*>(content.data()), content.size()};
+}
+
+}  // namespace
 
 DiskFile::~DiskFile() {
     static_cast<void>(Close());
@@ -53,11 +66,14 @@ std::size_t DiskFile::Read(std::uint8_t* buffer, std::size_t size) {
     return total;
 }
 
-int DiskFile::Write(std::string_view content) {
-    while (!content.empty()) {
-        const ssize_t count = ::write(mDescriptor, content.data(), content.size());
+int DiskFile::Write(std::string_view content, std::string_view more) {
+    while (!content.empty() || !more.empty()) {
+        const std::array pieces = {Piece(content), Piece(more)};
+        const ssize_t count = ::writev(mDescriptor, pieces.data(), static_cast<int>(pieces.size()));
         if (count > 0) {
-            content.remove_prefix(static_cast<std::size_t>(count));
+            const std::size_t ofContent = std::min(content.size(), static_cast<std::size_t>(count));
+            content.remove_prefix(ofContent);
+            more.remove_prefix(static_cast<std::size_t>(count) - ofContent);
         } else if (count == 0) {
             return EIO;
         } else if (errno != EINTR) {

@@ -2,9 +2,12 @@
 #include <fmt/core.h>
 
 #include <chrono>
+#include <ctime>
 #include <limits>
 #include <optional>
 #include <string_view>
+
+static_assert(sizeof(std::time_t) == 8, "times beyond 2038 on every processor");
 
 namespace {
 

@@ -10,7 +10,6 @@ namespace {
 
 static_assert(std::is_trivially_destructible_v<DateTime>);
 static_assert(std::is_trivially_copyable_v<DateTime>);
-static_assert(sizeof(std::time_t) == 8);
 
 struct Moment {
     std::int64_t seconds;
