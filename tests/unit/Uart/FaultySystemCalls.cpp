@@ -59,6 +59,7 @@ int flock(int fd, int operation) noexcept {
     if (ThePlan().record && operation == LOCK_UN) {
         ThePlan().calls.push_back("unlock " + std::to_string(fd));
     }
-    return static_cast<int>(::syscall(SYS_flock, fd, operation));
+    const bool fails = ThePlan().unlockFails && operation == LOCK_UN;
+    return fails ? Fail() : static_cast<int>(::syscall(SYS_flock, fd, operation));
 }
 }

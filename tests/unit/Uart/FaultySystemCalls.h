@@ -10,6 +10,7 @@ struct Plan {
     bool flushFails = false;         // tcflush
     bool setFails = false;           // tcsetattr
     bool closeFails = false;         // close reports an error, after having closed
+    bool unlockFails = false;        // flock, when it is to unlock
     bool record = false;             // write calls below down
     std::vector<std::string> calls;  // "flush <fd> <queue>", "set <fd> <action>", "unlock <fd>", "close <fd>"
 };

@@ -206,6 +206,21 @@ TEST_F(LinuxSerialFailureTest, SettingsThatAreRefused) {
     EXPECT_FALSE(mPort.IsReady());
 }
 
+TEST_F(LinuxSerialFailureTest, AFailingUnlockIsReportedAndMadeGoodByTheClose) {
+    mPort.Configure(mTerminal.Path(), UsualConfig());
+    ASSERT_EQ(mPort.ConnectUart(), 0);
+    EXPECT_EQ(Told([&] {
+                  ThePlan().unlockFails = true;
+                  EXPECT_EQ(mPort.CloseUart(), 0);
+                  ThePlan().unlockFails = false;
+              }),
+              "LinuxSerial::CloseUart() - unlock failed: Input/output error\n"
+              "LinuxSerial::CloseUart() - unlock failed: Input/output error\n");
+    EXPECT_EQ(mPort.m_uartRdFd, -1);
+    EXPECT_EQ(mPort.m_uartWrFd, -1);
+    LockByAnother();
+}
+
 TEST_F(LinuxSerialFailureTest, AFailingCloseIsReportedAndForgotten) {
     mPort.Configure(mTerminal.Path(), UsualConfig());
     ASSERT_EQ(mPort.ConnectUart(), 0);

@@ -393,15 +393,31 @@ TEST_F(LinuxSerialTest, TheDestructorReleasesTheDevice) {
 }
 
 TEST_F(LinuxSerialTest, PurgedFieldsAreEmptyOrZero) {
-    PortForTests port;
-    port.Configure(mTerminal.Path(), UsualConfig());
+    PortForTests port(mTerminal.Path(), UsualConfig());
+    ASSERT_TRUE(port.IsReady());
+    ASSERT_EQ(port.CloseUart(), 0);
+    port.m_uartReady = true;
+    port.m_uartConfigBkUp.c_cflag = CREAD;
     port.PurgeFields();
+    EXPECT_EQ(port.m_uartRdFd, 0);
+    EXPECT_EQ(port.m_uartWrFd, 0);
     EXPECT_EQ(port.m_uartPath, "");
     EXPECT_EQ(port.m_rdAccessOpt, 0);
     EXPECT_EQ(port.m_wrAccessOpt, 0);
-    EXPECT_EQ(port.m_uartConfig.c_cflag, 0U);
-    EXPECT_EQ(port.m_userConfigBkUp.VMIN_user, 0);
     EXPECT_FALSE(port.m_uartReady);
+    for (const termios* settings : {&port.m_uartConfig, &port.m_uartConfigBkUp}) {
+        EXPECT_EQ(settings->c_iflag | settings->c_oflag | settings->c_cflag | settings->c_lflag, 0U);
+        EXPECT_EQ(settings->c_line, 0);
+        EXPECT_EQ(settings->c_ispeed | settings->c_ospeed, 0U);
+        EXPECT_THAT(settings->c_cc, testing::Each(0));
+    }
+    EXPECT_EQ(port.m_userConfigBkUp.accessOpt, 0);
+    EXPECT_EQ(port.m_userConfigBkUp.baudrate, 0U);
+    EXPECT_EQ(port.m_userConfigBkUp.wordFormat, 0);
+    EXPECT_EQ(port.m_userConfigBkUp.flowCntl, 0);
+    EXPECT_EQ(port.m_userConfigBkUp.readMode, 0);
+    EXPECT_EQ(port.m_userConfigBkUp.VTIME_user, 0);
+    EXPECT_EQ(port.m_userConfigBkUp.VMIN_user, 0);
 }
 
 TEST_F(LinuxSerialTest, OpenedMeansADescriptorAboveOneForEachDirectionInUse) {

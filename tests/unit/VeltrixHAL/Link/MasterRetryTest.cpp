@@ -20,11 +20,13 @@ protected:
 
 TEST_F(MasterRetryTest, RefusedCommandLeavesThreeTimesWithPausesBetween) {
     AnswerEveryFrame(kNack1);
+    std::string toldInThePause;
+    mClock.At(5, [&] { toldInThePause = mConsole.Take(); });
     EXPECT_EQ(Send(), commError_Nack);
+    EXPECT_EQ(toldInThePause, "HAL Sent packet: 0x1a, carrier return code: 4\n");
     EXPECT_THAT(mSerial.Writes(), ElementsAre(kEnetUp, kEnetUp, kEnetUp));
     EXPECT_THAT(mClock.Sleeps(), ElementsAre(13000U, 13000U));
     EXPECT_EQ(mConsole.Take(),
-              "HAL Sent packet: 0x1a, carrier return code: 4\n"
               "2 retry attempts remaining\n"
               "HAL Sent packet: 0x1a, carrier return code: 4\n"
               "1 retry attempts remaining\n"
@@ -190,11 +192,12 @@ TEST_F(MasterRetryTest, EmptyPoolAtALaterChunkSkipsTheChunkAsIfSent) {
     });
     AnswerEveryFrame(kAck);
     const Bytes data = Ramp(2500);
-    EXPECT_EQ(mMaster.SendCommand(CommCommands_CommsTest, 2500, data.data(), 200), commError_None);
+    EXPECT_EQ(mMaster.SendCommand(CommCommands_FileTransferPacket, 2500, data.data(), 200), commError_None);
     EXPECT_EQ(held.size(), 6U);
     EXPECT_EQ(Frames(), 1U) << "the second and third chunk found no packet";
     const std::string skipped = "Failed to allocate pTx in SendCommand()\nUnallocated packet received for TX.\n";
-    EXPECT_EQ(mConsole.Take(), skipped + skipped);
+    EXPECT_EQ(mConsole.Take(), "Sent FileTransferPacket. 1476 remaining of 2500\n" + skipped + skipped)
+        << "a chunk that did not leave is not told as sent";
     mMaster.GiveBack(held);
 }
 

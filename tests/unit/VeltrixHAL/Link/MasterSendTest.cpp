@@ -39,7 +39,11 @@ TEST_F(MasterSendTest, PayloadOfOneByteIsFollowedByItsCrc) {
 }
 
 TEST_F(MasterSendTest, LongPayloadLeavesInFramesOfAtMost1024Bytes) {
-    AnswerEveryFrame(kAck);
+    std::string toldBeforeTheEnd;
+    mSerial.SetResponder([&](const Bytes&) {
+        toldBeforeTheEnd += mConsole.Take() + "(frame)\n";
+        return Answers{{kAck, 0}};
+    });
     const Bytes data = Ramp(2500, 0x0A);
     EXPECT_EQ(mMaster.SendCommand(CommCommands_FileTransferPacket, 2500, data.data(), 200), commError_None);
     const auto writes = mSerial.Writes();
@@ -50,10 +54,11 @@ TEST_F(MasterSendTest, LongPayloadLeavesInFramesOfAtMost1024Bytes) {
     EXPECT_EQ(writes[0], whole({0x0A, 0x04, 0x00, 0x04, 0x05, 0x35}, Part(data, 0, 1024)));
     EXPECT_EQ(writes[1], whole({0x0A, 0x04, 0x00, 0x04, 0x05, 0x35}, Part(data, 1024, 1024)));
     EXPECT_EQ(writes[2], whole({0x0A, 0x04, 0xC4, 0x01, 0xFF, 0x52}, Part(data, 2048, 452)));
-    EXPECT_EQ(mConsole.Take(),
-              "Sent FileTransferPacket. 1476 remaining of 2500\n"
-              "Sent FileTransferPacket. 452 remaining of 2500\n"
-              "Sent FileTransferPacket. 0 remaining of 2500\n");
+    EXPECT_EQ(toldBeforeTheEnd,
+              "(frame)\n"
+              "Sent FileTransferPacket. 1476 remaining of 2500\n(frame)\n"
+              "Sent FileTransferPacket. 452 remaining of 2500\n(frame)\n");
+    EXPECT_EQ(mConsole.Take(), "Sent FileTransferPacket. 0 remaining of 2500\n");
 }
 
 TEST_F(MasterSendTest, PayloadsAroundTheFrameLimitAreCutThere) {
@@ -147,6 +152,17 @@ TEST_F(MasterSendTest, AboveVerbosityOneEachCommandIsTold) {
     VeltrixErrorLog::gVerbosity = 1;
     mMaster.SendCommand(CommCommands_BoardRevision, 0, nullptr, 200);
     EXPECT_EQ(mConsole.Take(), "");
+}
+
+TEST_F(MasterSendTest, ACommandIsToldOnceWhateverItsFramesAndAttempts) {
+    const Bytes data = Ramp(2500);
+    AnswerInTurn({{{kAck}}, {{kNack1}}, {{kAck}}, {{kAck}}});
+    VeltrixErrorLog::gVerbosity = 2;
+    EXPECT_EQ(mMaster.SendCommand(CommCommands_CommsTest, 2500, data.data(), 200), commError_None);
+    const std::string told = mConsole.Take();
+    EXPECT_EQ(mSerial.Writes().size(), 4U);
+    EXPECT_THAT(told, testing::StartsWith("Sending command: 0x28\n"));
+    EXPECT_EQ(told.rfind("Sending command"), 0U);
 }
 
 TEST_F(MasterSendTest, BelowVerbosityZeroFilePacketsAreNotTold) {
