@@ -88,7 +88,8 @@ public:
     e_commError WaitForResponseToRequest(CommCommands_t command, unsigned short timeoutMs, unsigned char* answer,
                                          unsigned short maxLength);
 
-    // The pieces of a frame, each appended to the packet. A null packet is a logged error.
+    // The pieces of a frame, each appended to the packet. A null packet is a logged error; so is a payload that does
+    // not fit, which is left out, as is, silently, a header.
     void AddHeader(Packet* packet, unsigned char command, unsigned int length);
     void AddPayload(Packet* packet, unsigned int length, const unsigned char* data);
 
