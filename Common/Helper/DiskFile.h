@@ -22,8 +22,8 @@ public:
     // Reads up to `size` bytes into the caller's buffer; less at the end of the file or where reading failed.
     std::size_t Read(std::uint8_t* buffer, std::size_t size);
 
-    // Writes it all. 0 or a positive errno.
-    int Write(std::string_view content);
+    // Writes it all, both pieces with one call where the disk takes it whole. 0 or a positive errno.
+    int Write(std::string_view content, std::string_view more = {});
 
     // Brings to the disk what was written. 0 or a positive errno.
     int Sync();

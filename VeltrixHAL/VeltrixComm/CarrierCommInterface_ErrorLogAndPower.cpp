@@ -10,6 +10,7 @@
 #include "VeltrixHAL/VeltrixComm/FrameView.h"
 
 #include <dirent.h>
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -18,6 +19,8 @@
 #include <ctime>
 #include <memory>
 #include <new>
+#include <string>
+#include <string_view>
 
 namespace {
 
@@ -36,16 +39,19 @@ void RotateCarrierLog(const std::string& path) {
 }
 
 // Two-digit year and no leading zeros: the readers of this file know it so.
-std::string CarrierLogLine(const char* message) {
+fmt::memory_buffer BeginningOfCarrierLogLine() {
     const std::time_t now = std::time(nullptr);
     std::tm utc{};
     ::gmtime_r(&now, &utc);
-    return fmt::format("({}-{}-{}T{}:{}:{}) - {}\n", utc.tm_year - 100, utc.tm_mon + 1, utc.tm_mday, utc.tm_hour,
-                       utc.tm_min, utc.tm_sec, message);
+    fmt::memory_buffer text;
+    fmt::format_to(fmt::appender(text), "({}-{}-{}T{}:{}:{}) - ", utc.tm_year - 100, utc.tm_mon + 1, utc.tm_mday,
+                   utc.tm_hour, utc.tm_min, utc.tm_sec);
+    return text;
 }
 
-void AppendToCarrierLog(const char* message) {
-    const std::string line = CarrierLogLine(message);
+// The message ends with the line's end. It may be large, and memory short: it is written from where it is.
+void AppendToCarrierLog(std::string_view message) {
+    const fmt::memory_buffer beginning = BeginningOfCarrierLogLine();
     const std::string path = RootedPath(kCarrierLog);
     RotateCarrierLog(path);
     DiskFile log;
@@ -53,7 +59,7 @@ void AppendToCarrierLog(const char* message) {
         HalLog::Error("Failed to open carrier log file");
         return;
     }
-    if (const int error = log.Write(line); error != 0) {
+    if (const int error = log.Write({beginning.data(), beginning.size()}, message); error != 0) {
         HalLog::Error("Failed to write carrier log file. {}", ErrorText(error));
     }
 }
@@ -95,8 +101,9 @@ void CarrierCommInterface::HandleRxError(const std::uint8_t* frame) {
         return;
     }
     std::copy_n(FrameView::Payload(frame), length, message.get());
-    message[length] = '\0';
-    AppendToCarrierLog(message.get());
+    const std::size_t size = ::strnlen(message.get(), length);  // a zero byte ends it early
+    message[size] = '\n';
+    AppendToCarrierLog({message.get(), size + 1});
     HalLog::Print(1, "Received Carrier error");
     SendAck();
 }

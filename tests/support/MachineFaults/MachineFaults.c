@@ -15,6 +15,7 @@
 #include <sys/mman.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/uio.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -109,6 +110,13 @@ INTERCEPTOR ssize_t write(int descriptor, const void* data, size_t size) {
         }
     }
     return next(descriptor, data, size);
+}
+
+// Files are written so, the terminal never is.
+INTERCEPTOR ssize_t writev(int descriptor, const struct iovec* pieces, int count) {
+    NEXT(writev)
+    return Slot(MachineFaultSlot_IsDiskFull) != 0 && IsFileOfTheMachine(descriptor) ? Suffer(ENOSPC)
+                                                                                    : next(descriptor, pieces, count);
 }
 
 INTERCEPTOR ssize_t read(int descriptor, void* data, size_t size) {
