@@ -4,6 +4,9 @@
 #include <Veltrix/VeltrixErrorLog.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <spdlog/details/null_mutex.h>
+#include <spdlog/logger.h>
+#include <spdlog/sinks/base_sink.h>
 
 #include <functional>
 #include <memory>
@@ -16,6 +19,19 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
+
+// Counts how often it is flushed.
+class CountingSink : public spdlog::sinks::base_sink<spdlog::details::null_mutex> {
+public:
+    int Flushes() const { return mFlushes; }
+
+protected:
+    void sink_it_(const spdlog::details::log_msg& /*message*/) override {}
+    void flush_() override { ++mFlushes; }
+
+private:
+    int mFlushes = 0;
+};
 
 class HalLogTest : public testing::Test {
 protected:
@@ -81,6 +97,19 @@ TEST_F(HalLogTest, WithoutALogTheOtherLevelsTellTheirPlace) {
         return begin + std::to_string(level) + place + std::to_string(line + level) + "\n";
     };
     EXPECT_EQ(told, expected(2) + expected(3) + expected(4));
+}
+
+TEST_F(HalLogTest, TheLogIsFlushedWhenAsked) {
+    const auto sink = std::make_shared<CountingSink>();
+    VeltrixErrorLog::gRotatingLogger = std::make_shared<spdlog::logger>("counting", sink);
+    HalLog::Critical("text");
+    EXPECT_EQ(sink->Flushes(), 0) << "by itself";
+    HalLog::Flush();
+    EXPECT_EQ(sink->Flushes(), 1);
+}
+
+TEST_F(HalLogTest, WithoutALogThereIsNothingToFlush) {
+    EXPECT_EQ(Told([] { EXPECT_EQ(Printed([] { HalLog::Flush(); }), ""); }), "");
 }
 
 TEST_F(HalLogTest, ALineIsPrintedFromItsVerbosityOn) {
