@@ -90,6 +90,21 @@ TEST_F(NetworkInterfacesTest, WhetherTheAddressIsDynamic) {
     EXPECT_FALSE(GetInterfaceIsDhcpDynamic("eth1"));
 }
 
+TEST_F(NetworkInterfacesTest, OneDynamicAddressAmongOthersIsEnough) {
+    const struct {
+        const char* lines;
+        bool isDynamic;
+    } rows[] = {{"iface eth0 inet static\niface eth0:1 inet dhcp\n", true},
+                {"iface eth0 inet dhcp\niface eth0:1 inet static\n", true},
+                {"iface eth0 inet dhcp\niface eth0 inet6 dhcp\n", true},
+                {"iface eth0 inet6 dhcpv6\n", true},
+                {"iface eth0 inet static\niface eth0:1 inet manual\n", false}};
+    for (const auto& row : rows) {
+        mFolder.Write("etc/network/interfaces", row.lines);
+        EXPECT_EQ(GetInterfaceIsDhcpDynamic(mEth0), row.isDynamic) << row.lines;
+    }
+}
+
 TEST_F(NetworkInterfacesTest, TheSystemsOwnFilesWithoutAPrefix) {
     const ScopedVariable noRoot("VELTRIX_ROOT", "");
     GetInterfaceDNSAddress("nosuch0");
@@ -129,6 +144,15 @@ TEST_F(NetworkInterfacesTest, WhetherItIsConnected) {
     mFolder.Write("sys/class/net/eth0/carrier", "");
     EXPECT_FALSE(IsInterfaceConnected(mEth0));
     EXPECT_THAT(TakeCommands(), IsEmpty());
+}
+
+TEST_F(NetworkInterfacesTest, AOneInTheStateIsAConnectionWhateverStandsAroundIt) {
+    for (const std::string state : {"1", " 1 \n", "0\n1\n", "10\n"}) {
+        mFolder.Write("sys/class/net/eth0/carrier", state);
+        EXPECT_TRUE(IsInterfaceConnected(mEth0)) << state;
+    }
+    mFolder.Write("sys/class/net/eth0/carrier", "0");
+    EXPECT_FALSE(IsInterfaceConnected(mEth0));
 }
 
 TEST_F(NetworkInterfacesTest, AnInterfaceWhoseStateCannotBeReadIsNotConnected) {
