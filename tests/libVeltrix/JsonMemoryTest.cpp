@@ -1,34 +1,14 @@
 // What becomes of the JSON form when memory runs short at any point of the way.
 #include <Veltrix/DataTypes.h>
-#include <cjson/cJSON.h>
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <string>
 
 #include "tests/libVeltrix/BusFixture.h"
+#include "tests/support/ShortMemory.h"
 
 namespace {
-
-int gAllocationsLeft = 0;
-
-void* AllocateWhileAllowed(std::size_t size) {
-    return gAllocationsLeft-- > 0 ? std::malloc(size) : nullptr;
-}
-
-// While it lives, the parser gets that many pieces of memory and no more.
-class ShortMemory {
-public:
-    explicit ShortMemory(int allocations) {
-        gAllocationsLeft = allocations;
-        cJSON_Hooks hooks{AllocateWhileAllowed, std::free};
-        cJSON_InitHooks(&hooks);
-    }
-    ~ShortMemory() { cJSON_InitHooks(nullptr); }
-    ShortMemory(const ShortMemory&) = delete;
-    ShortMemory& operator=(const ShortMemory&) = delete;
-};
 
 const std::string kJson = R"({"tag":3,"metrics":{"ArcDuration":{"unit":"s","value":2.5}}})";
 constexpr int kMoreThanEnough = 1000;
