@@ -67,6 +67,16 @@ public:
         return bytes;
     }
 
+    // What still comes before the client hangs up.
+    std::string ReadToEnd() {
+        std::string bytes;
+        char byte = 0;
+        for (Await(mClient); read(mClient, &byte, 1) == 1; Await(mClient)) {
+            bytes += byte;
+        }
+        return bytes;
+    }
+
     // One packet of less than 128 bytes behind its two of header.
     std::string ReadPacket() {
         const std::string header = Read(2);

@@ -208,6 +208,24 @@ TEST_F(Reconnect, PausesGrowToTenSecondsAndNoFurther) {
     EXPECT_EQ(client.Disconnect(), 0);
 }
 
+TEST_F(Reconnect, AnAttemptThatIsNotAnsweredIsGivenUpAfterFiveSecondsAndTriedAgain) {
+    FakeBroker broker;
+    EventClient client("client");
+    ConnectTo(broker, client);
+    const auto lost = Clock::now();
+    broker.HangUp();
+    broker.Accept();  // after 1 s
+    broker.ReadPacket();
+    EXPECT_EQ(broker.ReadToEnd(), "");
+    EXPECT_GE(Clock::now() - lost, 5950ms);
+    EXPECT_LT(Clock::now() - lost, 9s);
+    broker.Accept();
+    Greet(broker);
+    EXPECT_TRUE(WaitUntil([this] { return CountInLog("Reconnected to the broker at") == 1; }));
+    EXPECT_EQ(CountInLog("Lost the broker at"), 1U);
+    EXPECT_EQ(client.Disconnect(), 0);
+}
+
 TEST_F(Reconnect, WhatWasNotAcknowledgedIsSentAgain) {
     FakeBroker broker;
     EventClient client("client");
