@@ -8,6 +8,7 @@
 #include <array>
 #include <cerrno>
 #include <cstddef>
+#include <cstdint>
 #include <string>
 
 #include "tests/unit/ScratchFolder.h"

@@ -53,6 +53,16 @@ TEST_F(AllocationFailureTest, TheRefusalIsPrintedAboveVerbosityZero) {
                 ElementsAre("Failed to save carrier error"));
 }
 
+TEST_F(AllocationFailureTest, TheRefusalIsLoggedAndPrintedBeforeItLeaves) {
+    VeltrixErrorLog::gVerbosity = 1;
+    sIsMemoryGone = true;
+    const auto said = SaidBefore({0x0A, 0x00, 0x00, 0x00, 0x20, 0x70}, [&] {
+        Receive(FrameBuilder::Frame(35, {'E', '4', '2'}));
+    });
+    EXPECT_THAT(said.logged, ElementsAre(Error("Error allocating memory for received carrier error")));
+    EXPECT_THAT(said.printed, ElementsAre("Failed to save carrier error"));
+}
+
 TEST_F(AllocationFailureTest, AFirmwareFileCountsAsReadWithNothingAndTheUpdatesStayLocked) {
     CarrierFileInfo info;
     info.set_fileName("VeltrixApp.hex");

@@ -174,6 +174,12 @@ TEST_F(CarrierErrorLogTest, WithoutItsFolderTheMessageIsAcknowledgedAndLost) {
     EXPECT_FALSE(mFolder.Exists("Veltrix"));
 }
 
+TEST_F(CarrierErrorLogTest, WithoutItsFolderThatIsLoggedBeforeTheAcknowledgement) {
+    std::filesystem::remove_all(mFolder.Path("Veltrix"));
+    EXPECT_THAT(SaidBefore(FrameBuilder::Ack(), [&] { ReceiveError("E42"); }).logged,
+                ElementsAre(Error("Failed to open carrier log file")));
+}
+
 TEST_F(CarrierErrorLogTest, AFolderInTheLogsPlaceIsReportedLikewise) {
     mFolder.Write("Veltrix/log/Carrier.log/in the way", "");
     ReceiveError("E42");

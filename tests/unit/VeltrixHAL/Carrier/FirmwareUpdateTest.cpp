@@ -289,6 +289,19 @@ TEST_F(FirmwareUpdateTest, ALifeSignThatComesWithTheApplysAnswerDoesNotCount) {
     EXPECT_EQ(mClock.Sleeps(), fiveMilliseconds);
 }
 
+TEST_F(FirmwareUpdateTest, SaysThatItInitiatesBeforeThePhaseOfThat) {
+    WriteImage({7, 8, 9});
+    EXPECT_THAT(SaidBefore(FrameBuilder::Frame(42, {2, 0}), [&] { Announce(kAppFile, 3); }).logged,
+                ElementsAre(Information("Initiating VeltrixApp_CRC.bin transfer of size 3")));
+}
+
+TEST_F(FirmwareUpdateTest, SaysThatItUpdatesBeforeTheLastPhase) {
+    WriteImage({7, 8, 9});
+    const auto said = SaidBefore(FrameBuilder::Frame(42, {4, 0}), [&] { Announce(kAppFile, 3); });
+    ASSERT_THAT(said.printed, Not(IsEmpty()));
+    EXPECT_EQ(said.printed.back(), "Updating VeltrixApp_CRC.bin");
+}
+
 TEST_F(FirmwareUpdateTest, SaysThatItFinalizesBeforeThePhaseOfThat) {
     WriteImage({7, 8, 9});
     const auto said = SaidBefore(FrameBuilder::Frame(42, {3, 0}), [&] { Announce(kAppFile, 3); });
@@ -342,7 +355,11 @@ TEST_F(FirmwareUpdateTest, AFileThatIsGoneWhenItShouldBeDeletedIsAWarning) {
         }
     };
     Update();
-    EXPECT_THAT(UpdateLog(), Contains(Warning("Unable to remove /image.bin. No such file or directory")));
+    EXPECT_THAT(UpdateLog(), ElementsAre(Information("Initiating VeltrixApp_CRC.bin transfer of size 3"),
+                                         Information("Sending file"), Information("Finalizing file transfer"),
+                                         Information("Firmware apply command sent. Waiting for carrier to restart..."),
+                                         Information("Carrier connected after firmware update"),
+                                         Warning("Unable to remove /image.bin. No such file or directory")));
     EXPECT_EQ(mLine.Count(kPhase), 3U);
     ExpectAtRest();
 }

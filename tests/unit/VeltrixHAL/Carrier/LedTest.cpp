@@ -164,6 +164,15 @@ TEST_F(LedTest, ALocalStateCountsAsShownByTheCarrier) {
     EXPECT_THAT(Sent(wifiLED, false), ElementsAre("0A 1E 00 00 B5 FE"));
 }
 
+TEST(LedNamesTest, AreTheseNumbers) {
+    EXPECT_EQ(static_cast<int>(operatorLED), 0);
+    EXPECT_EQ(static_cast<int>(ethernetLED), 1);
+    EXPECT_EQ(static_cast<int>(wifiLED), 2);
+    EXPECT_EQ(static_cast<int>(internetLED), 3);
+    EXPECT_EQ(static_cast<int>(internetQuery), 4);
+    EXPECT_EQ(static_cast<int>(usbAccessLED), 5);
+}
+
 class LedSettingsTest : public LedTest {
 protected:
     std::vector<std::string> SentTo(std::uint16_t halVersion) {
