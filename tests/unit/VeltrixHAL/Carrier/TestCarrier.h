@@ -26,6 +26,7 @@ public:
     using CarrierCommInterface::mLowestAcceptedArcMinThreshold;
     using CarrierCommInterface::mOldLedStatus;
     using CarrierCommInterface::mProductId;
+    using CarrierCommInterface::mWaitingForLine;
     using CarrierCommInterface::runOnce;
     using CarrierCommInterface::setOnce;
     using CarrierCommInterface::updateFileMutex;
