@@ -1,5 +1,4 @@
 // The process's start-up list and its end.
-#include "Common/Configuration/Configuration.h"
 #include "Common/Helper/ErrorText.h"
 #include "Common/Helper/RootedPath.h"
 #include "Common/Helper/SteadyTime.h"
@@ -10,8 +9,7 @@
 #include "VeltrixHAL/HalGlobals.h"
 #include "VeltrixHAL/Identity.h"
 #include "VeltrixHAL/MainLoop.h"
-#include "VeltrixHAL/Subscriptions.h"
-#include "VeltrixHAL/SystemMonitor.h"
+#include "VeltrixHAL/ServiceStart.h"
 #include "VeltrixHAL/Threads.h"
 #include "VeltrixHAL/VeltrixComm/CarrierCommInterface.h"
 
@@ -30,7 +28,6 @@
 namespace {
 
 constexpr const char* kLoggerName = "HAL";
-constexpr const char* kSettingsFile = "/Veltrix/settings.json";
 constexpr int kExitNoBus = -107;
 constexpr std::uint32_t kUartSettleUs = 3'000'000;
 
@@ -96,13 +93,6 @@ void InstallSignalHandlers() {
     }
 }
 
-void ReadSettings() {
-    Configuration settings(RootedPath(kSettingsFile), false);
-    bool core = false;
-    settings.bGet("Core", core);
-    gCoreEnabled = core;
-}
-
 // Ends the process while its other threads still run: whatever they may touch is never destroyed.
 [[noreturn]] void ShutDown(EventClient& client) {
     HalLog::Print(1, "VeltrixHAL shutting down");
@@ -154,15 +144,7 @@ int main(int argc, char* argv[]) {
         std::exit(EXIT_FAILURE);
     }
     HALStatus halStatus;
-    ReadSettings();
-    activateSubscriptions(client, carrier, halInfo, halStatus);
-
-    HalGlobals::gEndTimeOfLastWeld = DateTime::Now(0);
-    if (gKeepRunning) {  // a stop leaves out the subscriptions that are still to be made
-        ProcessReady ready;
-        ready.set_index(kProcessIndex);
-        BusClient::Publish(client, "process_ready", ready);
-    }
+    StartService(client, carrier, halInfo, halStatus);
     if (!StartProcessingThread(carrier)) {
         std::exit(EXIT_FAILURE);
     }

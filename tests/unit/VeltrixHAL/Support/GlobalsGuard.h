@@ -18,6 +18,7 @@ private:
     static void Reset() {
         gKeepRunning = true;
         gCoreEnabled = false;
+        HalGlobals::gEndTimeOfLastWeld = DateTime();
         HalGlobals::gIsWeldInProgress = false;
         HalGlobals::gProcessHealth = 0;
         HalGlobals::gInhibitLEDUpdatesDuringFileTransfer = false;

@@ -9,6 +9,7 @@
 #include "tests/unit/VeltrixHAL/Support/FakeSystem.h"
 #include "tests/unit/VeltrixHAL/Support/FakeTime.h"
 #include "tests/unit/VeltrixHAL/Support/FrameBuilder.h"
+#include "tests/unit/VeltrixHAL/Support/GlobalsGuard.h"
 
 #include <cerrno>
 #include <thread>
@@ -158,6 +159,28 @@ TEST(FakeSystemTest, KeepsCallsAndAnswersAsTold) {
     ASSERT_EQ(system.ClockSettings().size(), 2U);
     EXPECT_EQ(system.ClockSettings()[1].tv_sec, 8);
     EXPECT_EQ(system.ShellCommands(), (std::vector<std::string>{"one", "two"}));
+}
+
+TEST(GlobalsGuardTest, PutsBackTheStateOfTheMachineBeforeAndBehindATest) {
+    const auto change = [] {
+        gKeepRunning = false;
+        gCoreEnabled = true;
+        HalGlobals::gEndTimeOfLastWeld = DateTime(7);
+        HalGlobals::gIsWeldInProgress = true;
+    };
+    const auto expectStart = [] {
+        EXPECT_TRUE(gKeepRunning);
+        EXPECT_FALSE(gCoreEnabled);
+        EXPECT_EQ(HalGlobals::gEndTimeOfLastWeld, DateTime());
+        EXPECT_FALSE(HalGlobals::gIsWeldInProgress);
+    };
+    change();
+    {
+        const GlobalsGuard guard;
+        expectStart();
+        change();
+    }
+    expectStart();
 }
 
 TEST(ConsoleCaptureTest, GivesEachPieceOnce) {
