@@ -42,6 +42,24 @@ TEST_F(TimeSyncTest, TheTimeIsAnnouncedBeforeItIsSent) {
                             "Setting STM to time received from CORE", "Sending command: 0xe"));
 }
 
+TEST_F(TimeSyncTest, EverythingIsPrintedAndLoggedBeforeTheTimeIsSent) {
+    const auto said =
+        SaidBefore(FrameBuilder::Frame(14, {25, 3, 4, 5, 6, 7, 0, 0}), [&] { Receive(DateTime(kSeconds, 525)); });
+    EXPECT_THAT(said.printed, ElementsAre("Received time from Core - 2025-03-04T05:06:07.525Z",
+                                          "Setting STM to time received from CORE"));
+    EXPECT_THAT(said.logged,
+                ElementsAre(Information("Received 2025-03-04T05:06:07.525Z from Core"),
+                            Information("Syncing Carrier to year 25, month 3, day 4. Hour 5, min 6, sec 7")));
+}
+
+TEST_F(TimeSyncTest, TheArrivalIsPrintedBeforeItIsLoggedAndTheSettingBehindItsLog) {
+    const auto receive = [&] { Receive(DateTime(kSeconds, 525)); };
+    const std::string arrival = "Received time from Core - 2025-03-04T05:06:07.525Z";
+    EXPECT_THAT(PrintedBefore("Received 2025-03-04T05:06:07.525Z from Core", receive), ElementsAre(arrival));
+    EXPECT_THAT(PrintedBefore("Syncing Carrier to year 25, month 3, day 4. Hour 5, min 6, sec 7", receive),
+                ElementsAre(arrival));
+}
+
 TEST_F(TimeSyncTest, BelowVerbosityZeroNothingIsPrinted) {
     VeltrixErrorLog::gVerbosity = -1;
     EXPECT_THAT(Printed([&] { Receive(DateTime(kSeconds)); }), IsEmpty());

@@ -7,13 +7,22 @@
 #include "VeltrixHAL/HalGlobals.h"
 #include "VeltrixHAL/WeldEvents.h"
 #include "tests/support/LogCapture.h"
+#include "tests/support/WaitUntil.h"
 #include "tests/unit/ScratchFolder.h"
+#include "tests/unit/VeltrixHAL/Carrier/LogWatch.h"
 #include "tests/unit/VeltrixHAL/Support/ConsoleCapture.h"
 #include "tests/unit/VeltrixHAL/Support/GlobalsGuard.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdio>
 #include <ctime>
 #include <limits>
+#include <stdexcept>
 #include <string>
+#include <thread>
 #include <utility>
 
 namespace {
@@ -21,15 +30,77 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
+// Standard output without room for another byte: whoever prints waits until there is some.
+class FullConsole {
+public:
+    FullConsole() : mBefore(::dup(STDOUT_FILENO)) {
+        std::fflush(nullptr);
+        if (mBefore < 0 || ::pipe2(mPipe.data(), O_CLOEXEC | O_NONBLOCK) != 0) {
+            throw std::runtime_error("no pipe");
+        }
+        while (::write(mPipe[1], mPage.data(), mPage.size()) > 0) {
+        }
+        if (::fcntl(mPipe[1], F_SETFL, 0) != 0 || ::dup2(mPipe[1], STDOUT_FILENO) < 0) {
+            throw std::runtime_error("cannot redirect the console");
+        }
+    }
+    ~FullConsole() {
+        ::dup2(mBefore, STDOUT_FILENO);
+        for (const int descriptor : {mBefore, mPipe[0], mPipe[1]}) {
+            ::close(descriptor);
+        }
+    }
+    FullConsole(const FullConsole&) = delete;
+    FullConsole& operator=(const FullConsole&) = delete;
+
+    void MakeRoom() {
+        while (::read(mPipe[0], mPage.data(), mPage.size()) > 0) {
+        }
+    }
+
+private:
+    const int mBefore;
+    std::array<int, 2> mPipe{};
+    std::array<char, 4096> mPage{};
+};
+
 class WeldEventsTest : public testing::Test {
 protected:
+    using Handler = void (*)(EventClient*, VeltrixDataTypeBase*, int, void*);
+
     WeldEventsTest() { ::tzset(); }
 
-    static std::string Printed(void (*handler)(EventClient*, VeltrixDataTypeBase*, int, void*),
-                               VeltrixDataTypeBase& message) {
+    static std::string Printed(Handler handler, VeltrixDataTypeBase& message) {
         ConsoleCapture console;
         handler(nullptr, &message, 0, nullptr);
         return console.Take();
+    }
+
+    // What there is while the handler logs its line.
+    struct Moment {
+        std::string logged;
+        std::string printed;
+        bool isWeldInProgress = false;
+        DateTime endOfLastWeld;
+    };
+    static Moment MomentOfTheLog(Handler handler, VeltrixDataTypeBase& message) {
+        Moment moment;
+        ConsoleCapture console;
+        const LogWatch watch([&](const std::string& line) {
+            moment = {line, console.Take(), HalGlobals::gIsWeldInProgress, HalGlobals::gEndTimeOfLastWeld};
+        });
+        handler(nullptr, &message, 0, nullptr);
+        return moment;
+    }
+
+    // Whether the state is the expected one while the handler is kept from printing.
+    static bool IsNotedBeforePrinting(bool isWeldInProgress, Handler handler, VeltrixDataTypeBase& message) {
+        FullConsole console;
+        std::thread handling([&] { handler(nullptr, &message, 0, nullptr); });
+        const bool isNoted = WaitUntil([&] { return HalGlobals::gIsWeldInProgress == isWeldInProgress; });
+        console.MakeRoom();
+        handling.join();
+        return isNoted;
     }
 
     static WeldTriggerStart Start(std::int32_t tag, std::int64_t timestamp) {
@@ -75,6 +146,15 @@ TEST_F(WeldEventsTest, AStartIsPrintedAboveVerbosityZero) {
         VeltrixErrorLog::gVerbosity = verbosity;
         EXPECT_EQ(Printed(receiveWeldTriggerStart, start), "Weld Start 7  Time: Tue Mar  4 05:06:07 2025\n\n");
     }
+}
+
+TEST_F(WeldEventsTest, AStartIsNotedAndPrintedBeforeItIsLogged) {
+    auto start = Start(7, 1741064767);
+    VeltrixErrorLog::gVerbosity = 1;
+    const Moment moment = MomentOfTheLog(receiveWeldTriggerStart, start);
+    EXPECT_EQ(moment.logged, "Weld started at Tue Mar  4 05:06:07 2025\n");
+    EXPECT_EQ(moment.printed, "Weld Start 7  Time: Tue Mar  4 05:06:07 2025\n\n");
+    EXPECT_TRUE(moment.isWeldInProgress);
 }
 
 TEST_F(WeldEventsTest, TimesBeforeTheEpochAreTimes) {
@@ -148,7 +228,6 @@ TEST_F(WeldEventsTest, ValuesOfASampleAreShownWithSixDigits) {
 
 TEST_F(WeldEventsTest, AnEndIsNotedWithItsArrival) {
     HalGlobals::gIsWeldInProgress = true;
-    HalGlobals::gEndTimeOfLastWeld = DateTime();
     WeldTriggerEnd end;
     end.set_tag(7);
     const DateTime before = DateTime::Now(0);
@@ -163,6 +242,27 @@ TEST_F(WeldEventsTest, AnEndIsPrintedAboveVerbosityZero) {
     end.set_tag(-3);
     VeltrixErrorLog::gVerbosity = 1;
     EXPECT_EQ(Printed(receiveWeldTriggerEnd, end), "Weld -3 End\n");
+}
+
+TEST_F(WeldEventsTest, AnEndIsNotedAndPrintedBeforeItIsLogged) {
+    HalGlobals::gIsWeldInProgress = true;
+    VeltrixErrorLog::gVerbosity = 1;
+    WeldTriggerEnd end;
+    end.set_tag(7);
+    const DateTime before = DateTime::Now(0);
+    const Moment moment = MomentOfTheLog(receiveWeldTriggerEnd, end);
+    EXPECT_EQ(moment.logged, "Weld 7 ended. Duration is 0s. Averages are 0 Volts, 0 Amps, 0 IPM ");
+    EXPECT_EQ(moment.printed, "Weld 7 End\n");
+    EXPECT_FALSE(moment.isWeldInProgress);
+    EXPECT_GE(moment.endOfLastWeld, before);
+}
+
+TEST_F(WeldEventsTest, StartAndEndAreNotedBeforeTheyArePrinted) {
+    VeltrixErrorLog::gVerbosity = 1;
+    auto start = Start(7, 1741064767);
+    EXPECT_TRUE(IsNotedBeforePrinting(true, receiveWeldTriggerStart, start));
+    WeldTriggerEnd end;
+    EXPECT_TRUE(IsNotedBeforePrinting(false, receiveWeldTriggerEnd, end));
 }
 
 TEST_F(WeldEventsTest, AnEndLogsItsFigures) {
