@@ -106,8 +106,8 @@ std::vector<std::string> OutputText::Lines() const {
     return lines;
 }
 
-HalProcess::HalProcess(const Sandbox& sandbox, const std::vector<std::string>& arguments) {
-    Start(sandbox, arguments);
+HalProcess::HalProcess(const Sandbox& sandbox, const std::vector<std::string>& arguments, bool areErrorsInOut) {
+    Start(sandbox, arguments, areErrorsInOut);
     mReader = std::thread(&HalProcess::ReadOutputs, this);
     CheckGuard();
 }
@@ -121,7 +121,7 @@ HalProcess::~HalProcess() {
     close(mStopPipe[0]);
 }
 
-void HalProcess::Start(const Sandbox& sandbox, const std::vector<std::string>& arguments) {
+void HalProcess::Start(const Sandbox& sandbox, const std::vector<std::string>& arguments, bool areErrorsInOut) {
     std::vector<std::string> environmentTexts = sandbox.Environment();
     std::vector<std::string> argumentTexts = {kHalExecutable};
     argumentTexts.insert(argumentTexts.end(), arguments.begin(), arguments.end());
@@ -147,7 +147,7 @@ void HalProcess::Start(const Sandbox& sandbox, const std::vector<std::string>& a
         prctl(PR_SET_PDEATHSIG, SIGKILL);
         const int null = open("/dev/null", O_RDONLY | O_CLOEXEC);
         if (getppid() == parent && dup2(null, STDIN_FILENO) >= 0 && dup2(out[1], STDOUT_FILENO) >= 0 &&
-            dup2(err[1], STDERR_FILENO) >= 0) {
+            dup2(areErrorsInOut ? out[1] : err[1], STDERR_FILENO) >= 0) {
             execve(argv[0], argv.data(), environment.data());
         }
         _exit(kCannotStart);

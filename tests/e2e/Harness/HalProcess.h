@@ -46,8 +46,9 @@ private:
 class HalProcess {
 public:
     // Starts it. Throws before anything is started when the sandbox has no recording `shutdown` or no clock guard, and
-    // ends the process at once when the guard turns out not to be loaded into it.
-    HalProcess(const Sandbox& sandbox, const std::vector<std::string>& arguments);
+    // ends the process at once when the guard turns out not to be loaded into it. With `areErrorsInOut`, standard error
+    // goes where standard output goes, so that the order of both shows.
+    HalProcess(const Sandbox& sandbox, const std::vector<std::string>& arguments, bool areErrorsInOut = false);
     // Kills it when it still runs.
     ~HalProcess();
     HalProcess(const HalProcess&) = delete;
@@ -72,7 +73,7 @@ public:
     std::size_t ResidentKiB() const;
 
 private:
-    void Start(const Sandbox& sandbox, const std::vector<std::string>& arguments);
+    void Start(const Sandbox& sandbox, const std::vector<std::string>& arguments, bool areErrorsInOut);
     void CheckGuard();
     void ReadOutputs();
 

@@ -47,7 +47,7 @@ HalProcess& Machine::Hal() {
 }
 
 void Machine::Start() {
-    mHal = std::make_unique<HalProcess>(mSandbox, mOptions.arguments);
+    mHal = std::make_unique<HalProcess>(mSandbox, mOptions.arguments, mOptions.areErrorsInOut);
 }
 
 void Machine::AwaitReady() {

@@ -26,6 +26,8 @@ struct MachineOptions {
     bool isCarrierThere = true;
     // Let the broker keep any number of messages for a slow subscriber, instead of its own 1,000.
     bool isBusQueueUnlimited = false;
+    // What the process writes to standard error comes to Out, in its place between the rest, and not to Err.
+    bool areErrorsInOut = false;
 };
 
 // Everything but the process runs from the construction on, so that a test can still lay out files before Start.
