@@ -34,7 +34,7 @@ TEST_F(AdminAccessTest, AcceptedByTheCarrierItRestartsTheModule) {
          "[warning] Rebooting system due to admin access request...",
          "[info] Powerdown received from HAL - Admin access status has been set.", "[info] HAL shutting down"},
         log);
-    EXPECT_THAT(machine.Files().Shutdowns(), ElementsAre("-r now"));
+    machine.Files().AwaitShutdown("-r now");
 }
 
 TEST_F(AdminAccessTest, WithoutAnExpiryDateNothingHappens) {

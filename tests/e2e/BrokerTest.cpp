@@ -42,7 +42,7 @@ TEST_F(BrokerTest, ACarrierIsAnsweredWhileTheBrokerIsAway) {
     machine.Log().Await("[warning] Could not publish power_down_status on /var/veltrix.unix. Connection refused");
     machine.Carrier().SendReset();
     machine.Line().AwaitFrame(kAck, line, 2);
-    EXPECT_TRUE(WaitUntil([&] { return machine.Files().Shutdowns() == std::vector<std::string>{"-r now"}; }));
+    machine.Files().AwaitShutdown("-r now");
     machine.Carrier().SendError("E42");
     machine.Line().AwaitFrame(kAck, line, 3);
     machine.FlushLine();

@@ -83,6 +83,7 @@ TEST_F(CarrierCommandsTest, TheModulesOwnVersionIsTold) {
 TEST_F(CarrierCommandsTest, WhatTheCarrierHasNoBusinessToSendIsLoggedAndNotAnswered) {
     const std::set<int> known = {0, 1, 3, 9, 11, 12, 13, 15, 35, 38, 40, 41, 43, 44};
     Machine& machine = BootMachine();
+    machine.FlushLine();  // something has been sent: the first check-in has nothing to complain of
     const std::size_t line = machine.Line().Position();
     const std::size_t log = machine.Log().Position();
     std::vector<std::string> expected;
@@ -195,7 +196,7 @@ TEST_F(CarrierCommandsTest, AResetRequestRestartsTheModule) {
     EXPECT_EQ(machine.Hal().WaitForExit(), 0);
     machine.Log().AwaitInOrder({"[warning] Received Reset Command from Carrier. Restarting system...",
                                 "[info] Powerdown received from HAL - Received a reset request from Carrier."});
-    EXPECT_THAT(machine.Files().Shutdowns(), ElementsAre("-r now"));
+    machine.Files().AwaitShutdown("-r now");
 }
 
 }  // namespace

@@ -38,7 +38,8 @@ TEST_F(StatusTest, WithoutAnyTrafficItIsNotReadyAndSaysWhyItDoesNotCheckIn) {
     EXPECT_EQ(machine.Bus().Count("system_health"), 0U);
     EXPECT_FALSE(machine.Log().Has(kRxFailed)) << "the port was asked for bytes all the time";
 
-    // The carrier wakes up within the next period.
+    // The carrier wakes up within the next period, at its beginning.
+    machine.Log().Await(kTxFailed, machine.Log().Position());
     const std::size_t failed = machine.Log().Count(kTxFailed);
     machine.Greet();
     EXPECT_EQ(machine.Bus().Await("system_health"), R"({"processName":"HAL","code":560})");
@@ -102,6 +103,8 @@ TEST_F(StatusTest, TheMarkOfDataReportingChangesEvenWhenTheCarrierRefuses) {
     const std::size_t line = machine.Line().Position();
     machine.Carrier().SendHeartbeat();
     machine.Line().AwaitFrame(kReportingOn, line, 3);
+    machine.Bus().Publish("system_health", R"({"processName":"VeltrixTessimor","code":4096})");
+    machine.FlushBus();
     machine.Carrier().SendHeartbeat();
     machine.FlushLine();
     EXPECT_EQ(machine.Line().Count(kReportingOn, line), 3U) << "one command, three attempts";

@@ -83,6 +83,7 @@ TEST_F(TwentyMachinesTest, StayApart) {
     machines[4]->Carrier().SendReset();
     EXPECT_EQ(machines[3]->Hal().WaitForExit(), 0);
     EXPECT_EQ(machines[4]->Hal().WaitForExit(), 0);
+    machines[4]->Files().AwaitShutdown("-r now");
     for (std::size_t i = 0; i < kMachines; ++i) {
         EXPECT_EQ(machines[i]->Hal().IsRunning(), i != 3 && i != 4) << i;
         EXPECT_EQ(machines[i]->Files().Shutdowns().size(), i == 4 ? 1U : 0U) << i;

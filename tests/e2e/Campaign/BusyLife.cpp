@@ -1,11 +1,14 @@
 #include "tests/e2e/Campaign/BusyLife.h"
 
+#include <algorithm>
+
 #include "tests/support/WaitUntil.h"
 
 namespace {
 
 constexpr std::size_t kTenths = 10;
 constexpr std::size_t kTenthsFromCarrier = 3;
+constexpr simulator::Milliseconds kHeartbeatPeriod{1000};  // while nothing else happens
 
 }  // namespace
 
@@ -51,14 +54,29 @@ void BusyLife::BeginUpdate() {
 
 bool BusyLife::Rest(std::chrono::milliseconds limit) {
     const std::size_t last = mBus.Ask();
-    bool isAtRest = false;
+    // As any carrier does: one that came back with a single heartbeat, before the process began to wait for it, would
+    // be waited for without end.
+    mMachine.Carrier().SetHeartbeatPeriod(kHeartbeatPeriod);
+    const bool isHandled = ComesTo([&] { return mBus.IsAnswered(last) && mCarrier.AreAllOver(); }, limit);
+    mMachine.Carrier().SetHeartbeatPeriod(simulator::Milliseconds(0));
+    return isHandled &&
+           ComesTo(
+               [&] {
+                   const auto own = mMachine.Carrier().OwnCommandList();
+                   return std::all_of(own.begin(), own.end(), [](const auto& each) { return each.IsOver(); });
+               },
+               limit);
+}
+
+bool BusyLife::ComesTo(const std::function<bool()>& state, std::chrono::milliseconds limit) {
+    bool isThere = false;
     WaitUntil(
         [&] {
             mCarrier.Settle();
             mFirmware.Settle();
-            isAtRest = mBus.IsAnswered(last) && mCarrier.AreAllOver();
-            return isAtRest || !mMachine.Hal().IsRunning();
+            isThere = state();
+            return isThere || !mMachine.Hal().IsRunning();
         },
         limit);
-    return isAtRest;
+    return isThere;
 }

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 
 #include "tests/e2e/Campaign/BusTraffic.h"
 #include "tests/e2e/Campaign/CarrierTraffic.h"
@@ -38,6 +39,8 @@ public:
     const FirmwareTraffic& Firmware() const { return mFirmware; }
 
 private:
+    bool ComesTo(const std::function<bool()>& state, std::chrono::milliseconds limit);
+
     Machine& mMachine;
     Chance mChance;
     Options mOptions;

@@ -89,7 +89,8 @@ private:
         if (mWasReady || mIsEnding) {
             return;
         }
-        mWasReady = mMachine.Bus().Count("process_ready", mBusBefore) != 0;
+        // By its own pipe: what the life before put on the bus may arrive only now.
+        mWasReady = mMachine.Out().Has("published info");
         if (mLives == mShortLife) {
             return;
         }

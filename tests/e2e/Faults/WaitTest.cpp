@@ -14,6 +14,9 @@ constexpr const char* kExpectingAck = "0A 00 01 00 39 A8 0B 4E AB";
 constexpr const char* kApplied = "[info] Firmware apply command sent. Waiting for carrier to restart...";
 constexpr const char* kBack = "[info] Carrier connected after firmware update";
 
+// After this long a heartbeat that was acknowledged has not brought the carrier back.
+constexpr std::chrono::seconds kTooEarly{2};
+
 class WaitTest : public FirmwareTest {
 protected:
     // A machine that waits for the answer to an apply, the last frame on the line.
@@ -28,14 +31,15 @@ protected:
         return machine;
     }
 
-    // The carrier is back; heartbeats that are too early for the process are repeated.
+    // The carrier is back. A heartbeat that was too early for the process is repeated, but one that was not must have
+    // no second behind it: that would come into the wait for the next answer.
     static void ComeBack(Machine& machine) {
         EXPECT_TRUE(WaitUntil(
             [&] {
                 const std::size_t acks = machine.Line().Count(kAck);
                 machine.Carrier().SendHeartbeat();
                 machine.Line().AwaitFrame(kAck, 0, acks + 1);
-                return machine.Log().Has(kBack);
+                return WaitUntil([&] { return machine.Log().Has(kBack); }, kTooEarly);
             },
             kPatience));
         AwaitIdle(machine);

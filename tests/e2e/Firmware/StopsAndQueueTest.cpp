@@ -77,10 +77,10 @@ TEST_F(FirmwareStopTest, EndsALaterPassWithTheUsualLastWords) {
     MachineOptions options = Options();
     options.carrier.firmwareFaults.corruptEnds = 1;
     Machine& machine = GreetedMachine(options);
-    const FirmwareOnDisk file = Put(machine, kAppFile, 100U * 1024);
+    const FirmwareOnDisk file = Put(machine, kAppFile, 400U * 1024);
     const Since since(machine);
     Announce(machine, file);
-    AwaitCommand(machine, simulator::command::kFileTransferPacket, 120, since.Line());
+    AwaitCommand(machine, simulator::command::kFileTransferPacket, 420, since.Line());
     ExpectToStop(machine);
     ExpectKept(machine, file);
     since.ExpectOut(Contains("File transer giving up after 2 attempts"));
@@ -112,14 +112,14 @@ class FirmwareQueueTest : public FirmwareTest {};
 
 TEST_F(FirmwareQueueTest, MessagesDuringAnUpdateAreHandledAfterIt) {
     Machine& machine = GreetedMachine(Options());
-    const FirmwareOnDisk file = Put(machine, kAppFile, 100U * 1024);
+    const FirmwareOnDisk file = Put(machine, kAppFile, 400U * 1024);
     const Since since(machine);
     Announce(machine, file);
     EXPECT_TRUE(machine.Carrier().WaitForCount(simulator::command::kFileTransferPacket, 5, kPatience, since.Line()));
     machine.Bus().Publish("system_led_status", R"({"ethernetIsUp":true})");
     machine.Bus().Publish("led_settings", "{}");
     machine.Bus().Publish("tessimor_settings", "{}");
-    EXPECT_LT(CountCommand(machine, simulator::command::kFileTransferPacket, since.Line()), 100U) << "still under way";
+    EXPECT_LT(CountCommand(machine, simulator::command::kFileTransferPacket, since.Line()), 400U) << "still under way";
     AwaitIdle(machine);
     std::vector<std::string> frames = since.Frames();
     const auto phase4 = std::find(frames.begin(), frames.end(), kPhase4);

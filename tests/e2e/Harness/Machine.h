@@ -59,7 +59,7 @@ public:
     void Greet(std::uint16_t halVersion = 8);
 
     // When it returns, the process has handled every bus message that was published before: it has answered a question
-    // that was put behind them.
+    // that was put behind them. Not "req_hal_info", which is answered as it arrives.
     void FlushBus();
     // When it returns, the process has handled every frame that the carrier has sent before. Not while it may be
     // waiting for the answer to a command: a frame that comes in place of an answer is refused.

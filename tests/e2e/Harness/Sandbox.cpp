@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -9,11 +10,13 @@
 #include <stdexcept>
 
 #include "tests/e2e/Harness/BuiltFiles.h"
+#include "tests/support/WaitUntil.h"
 
 namespace {
 
 constexpr const char* kClockLog = "clock.log";
 constexpr const char* kShutdownLog = "shutdown.log";
+constexpr std::chrono::seconds kShutdownLimit{20};
 
 void WriteFile(const std::string& path, const std::string& content) {
     std::filesystem::create_directories(std::filesystem::path(path).parent_path());
@@ -100,6 +103,20 @@ std::vector<std::string> Sandbox::Environment() const {
 
 std::vector<std::string> Sandbox::Shutdowns() const {
     return Lines(ReadFile(mFolder / kShutdownLog));
+}
+
+void Sandbox::AwaitShutdown(const std::string& arguments) const {
+    std::vector<std::string> calls;
+    WaitUntil(
+        [&] {
+            calls = Shutdowns();
+            return !calls.empty();
+        },
+        kShutdownLimit);
+    if (calls != std::vector<std::string>{arguments}) {
+        throw std::runtime_error("asked for " + std::to_string(calls.size()) + " restarts, the last with \"" +
+                                 (calls.empty() ? "" : calls.back()) + "\"");
+    }
 }
 
 std::vector<std::string> Sandbox::ClockSettings() const {

@@ -37,6 +37,10 @@ public:
 
     // Each call of `shutdown`, its arguments separated by blanks.
     std::vector<std::string> Shutdowns() const;
+
+    // Waits for the one restart that was asked for, with these arguments: it runs in the background, and whoever asked
+    // may have ended before it is recorded.
+    void AwaitShutdown(const std::string& arguments) const;
     // Each setting of the clock that was asked for: "seconds.nanoseconds", with nine decimals.
     std::vector<std::string> ClockSettings() const;
 
