@@ -121,9 +121,12 @@ void BusConnection::Close() {
     mLeaveBy = BusClock::now() + (mIsMute ? std::chrono::milliseconds(0) : kLeaveLimit);
     mWakeUp.Signal();
     mChanged.notify_all();
-    if (!isOwnThread) {
-        mChanged.wait_until(lock, mLeaveBy + kLeaveGrace, [this] { return mHasEnded; });
+    if (isOwnThread) {
+        return;
     }
+    // The thread says at its very end what was lost, and whoever waits may take the log apart afterwards.
+    mChanged.wait_until(lock, mLeaveBy + kHandlerGrace, [this] { return mHasEnded; });
+    mChanged.wait_until(lock, mLeaveBy + kEndGrace, [this] { return mHasEnded || mIsInHandler; });
 }
 
 bool BusConnection::IsOwnThread() const {

@@ -43,7 +43,7 @@ public:
     int Open();
     int Subscribe(std::shared_ptr<const Subscription> subscription);
     int Publish(Publication publication);
-    // Waits for the thread's end, or for its time to be up; on the thread itself it only asks for it.
+    // Waits for the thread's end, but not for a handler beyond its time; on the thread itself it only asks for it.
     void Close();
 
     bool IsOwnThread() const;
@@ -62,6 +62,7 @@ private:
     void WaitAndService();
     int MillisecondsToWait();
     void RunArrived();
+    void NoteHandlers(bool areRunning);
     void LoseLink(int result);
     void FailToOpen(int result);
     void NoteDropped(std::size_t count);
@@ -94,6 +95,7 @@ private:
     std::optional<int> mOpenResult;
     bool mIsUp = false;
     bool mIsLeaving = false;
+    bool mIsInHandler = false;
     bool mHasEnded = false;
     BusClock::time_point mLeaveBy{};
     bool mIsMute = false;  // the broker left a caller without an answer and has given none since

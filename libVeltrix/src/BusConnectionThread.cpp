@@ -171,9 +171,22 @@ void BusConnection::RunArrived() {
     // Not from within libmosquitto: a handler may do what it likes, and take its time.
     std::vector<Delivery> arrived;
     arrived.swap(mArrived);
+    if (arrived.empty()) {
+        return;
+    }
+    NoteHandlers(true);
     for (const Delivery& delivery : arrived) {
         mRunHandler(delivery);
     }
+    NoteHandlers(false);
+}
+
+void BusConnection::NoteHandlers(bool areRunning) {
+    {
+        const std::lock_guard lock(mMutex);
+        mIsInHandler = areRunning;
+    }
+    mChanged.notify_all();
 }
 
 void BusConnection::LoseLink(int result) {

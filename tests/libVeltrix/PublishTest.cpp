@@ -1,6 +1,10 @@
+#include <spdlog/sinks/base_sink.h>
+
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <future>
+#include <memory>
 
 #include "tests/libVeltrix/BusFixture.h"
 
@@ -171,6 +175,42 @@ TEST_F(Publish, DisconnectGivesUpAfterTwoSecondsAndSaysWhatWasLost) {
     EXPECT_GE(Clock::now() - start, 1900ms);
     EXPECT_LT(Clock::now() - start, 3000ms);
     EXPECT_EQ(CountInLog("with 3 publications undelivered"), 1U);
+    mBroker.Resume();
+}
+
+// Makes the library's thread late: with what it says of the undelivered it waits, for half a second, until it is told
+// that nobody waits for it any more.
+class LateSink : public spdlog::sinks::base_sink<std::mutex> {
+public:
+    explicit LateSink(std::future<void> isLeftAlone) : mIsLeftAlone(std::move(isLeftAlone)) {}
+
+    bool IsThrough() const { return mIsThrough; }
+
+private:
+    void sink_it_(const spdlog::details::log_msg& message) override {
+        if (std::string_view(message.payload.data(), message.payload.size()).ends_with(" undelivered")) {
+            mIsLeftAlone.wait_for(500ms);
+            mIsThrough = true;
+        }
+    }
+    void flush_() override {}
+
+    std::future<void> mIsLeftAlone;
+    std::atomic<bool> mIsThrough{false};
+};
+
+TEST_F(Publish, DisconnectReturnsBehindTheLastWordOfAThreadThatIsLate) {
+    std::promise<void> isOver;
+    const auto sink = std::make_shared<LateSink>(isOver.get_future());
+    VeltrixErrorLog::gRotatingLogger->sinks().push_back(sink);
+    EventClient client("client");
+    ASSERT_EQ(client.Connect(Socket()), 0);
+    mBroker.Pause();
+    ASSERT_EQ(client.Publish("process_ready", Numbered(1)), 0);
+    EXPECT_EQ(client.Disconnect(), 0);
+    EXPECT_TRUE(sink->IsThrough());
+    isOver.set_value();
+    EXPECT_TRUE(WaitUntil([&sink] { return sink->IsThrough(); }));
     mBroker.Resume();
 }
 
