@@ -74,7 +74,8 @@ TEST_F(Reconnect, OfMoreThanTenThousandPublicationsTheOldestAreDroppedWithOneWar
     for (std::uint32_t i = 0; i < 10'500; ++i) {
         ASSERT_EQ(mClient.Publish("process_ready", Numbered(i)), 0);
     }
-    EXPECT_EQ(CountInLog("the oldest are dropped"), 1U);
+    // The first ones may still have been taken by a client that was about to let go of the broker.
+    EXPECT_TRUE(WaitUntil([this] { return CountInLog("the oldest are dropped") == 1; }));
     CloseDoor();
     mBroker.Start();
     BusProbe probe(Socket());
@@ -126,19 +127,6 @@ TEST_F(Reconnect, DisconnectIsQuickWhileTheBrokerIsAwayUnlessSomethingWaits) {
     EXPECT_LT(Clock::now() - start, 3s);
 }
 
-TEST_F(Reconnect, DisconnectStillDeliversToABrokerThatComesBackInTime) {
-    mBroker.Kill();
-    ASSERT_TRUE(IsLossLogged());
-    ASSERT_EQ(mClient.Publish("process_ready", Numbered(1)), 0);
-    CloseDoor();
-    mBroker.Start();
-    BusProbe probe(Socket());
-    probe.Subscribe("process_ready");
-    OpenDoor();
-    EXPECT_EQ(mClient.Disconnect(), 0);
-    EXPECT_TRUE(probe.WaitFor("process_ready", 1));
-}
-
 // Greets a client that has just been accepted.
 void Greet(FakeBroker& broker) {
     broker.ReadPacket();
@@ -150,6 +138,25 @@ void ConnectTo(FakeBroker& broker, EventClient& client) {
     broker.Accept();
     Greet(broker);
     ASSERT_EQ(result.get(), 0);
+}
+
+// By hand: within the second that is left, a real broker need not be up on a busy computer.
+TEST_F(Reconnect, DisconnectStillDeliversToABrokerThatComesBackInTime) {
+    FakeBroker broker;
+    EventClient client("client");
+    ConnectTo(broker, client);
+    broker.HangUp();
+    ASSERT_TRUE(IsLossLogged());
+    ASSERT_EQ(client.Publish("t", Numbered(1)), 0);
+    auto result = std::async(std::launch::async, [&client] { return client.Disconnect(); });
+    broker.Accept();  // after 1 s
+    Greet(broker);
+    const std::string publication = broker.ReadPacket();
+    EXPECT_EQ(publication.substr(7), Json(1));  // behind the header, "t" with its length, and the id
+    broker.Write(std::string("\x40\x02\x00", 3) + publication[6]);
+    EXPECT_EQ(broker.ReadPacket(), std::string("\xE0\x00", 2));
+    EXPECT_EQ(result.get(), 0);
+    EXPECT_EQ(CountInLog("undelivered"), 0U);
 }
 
 TEST_F(Reconnect, PausesDoubleFromOneSecond) {

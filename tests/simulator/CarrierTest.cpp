@@ -139,7 +139,9 @@ TEST_F(CarrierTest, SendsWhatACarrierSends) {
 }
 
 TEST_F(CarrierTest, OutcomeTellsOfTheAnswer) {
-    Begin();
+    CarrierOptions options;
+    options.ownCommands.answerTime = kPatience;
+    Begin(options);
     const uint64_t versions = mCarrier->SendVersionsRequest();
     ASSERT_EQ(mModule->Read(6), "0A 2C 00 00 86 E8");
     ASSERT_TRUE(mModule->WriteBytes(EncodeFrame(command::kAck, std::string_view("531720M\0", 8))));
@@ -271,7 +273,7 @@ TEST_F(CarrierTest, IsWhatItIsMade) {
 
 TEST_F(CarrierTest, ListsWhatItSentOnItsOwn) {
     Begin();
-    mCarrier->SetOwnCommandPolicy({.attempts = 1, .answerTime = 500ms, .isOneByOne = true});
+    mCarrier->SetOwnCommandPolicy({.attempts = 1, .answerTime = kPatience, .isOneByOne = true});
     const uint64_t first = mCarrier->SendPowerFail();
     const uint64_t second = mCarrier->SendReset();
     EXPECT_EQ(mModule->Read(6), "0A 0C 00 00 85 D3");

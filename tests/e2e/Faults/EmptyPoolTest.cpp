@@ -16,6 +16,8 @@ namespace {
 
 using testing::ElementsAre;
 
+constexpr std::chrono::seconds kPatience{20};
+
 class FramerProbe : public PacketFramer {
 public:
     static bool IsHolding(const PacketFramer& framer) { return framer.*(&FramerProbe::mPacketPtr) != nullptr; }
@@ -79,6 +81,7 @@ protected:
     static simulator::CarrierOptions Options(const std::string& link) {
         simulator::CarrierOptions options;
         options.link = link;
+        options.ownCommands.answerTime = kPatience;
         return options;
     }
 
@@ -103,9 +106,8 @@ TEST_F(EmptyPoolTest, SendsNothingAndSaysUnknown) {
 TEST_F(EmptyPoolTest, LeavesAFrameInThePortUntilAPacketIsFree) {
     EXPECT_EQ(mMaster.Take(), 6U);
     const std::uint64_t heartbeat = mCarrier.SendHeartbeat();
-    ASSERT_TRUE(
-        mCarrier.WaitForSent([](const auto& record) { return record.IsCommand(simulator::command::kCarrierAlive); },
-                             std::chrono::seconds(20)));
+    ASSERT_TRUE(mCarrier.WaitForSent(
+        [](const auto& record) { return record.IsCommand(simulator::command::kCarrierAlive); }, kPatience));
     for (int i = 0; i < 100; ++i) {
         mMaster.Process();
     }
@@ -117,7 +119,7 @@ TEST_F(EmptyPoolTest, LeavesAFrameInThePortUntilAPacketIsFree) {
         return !mMaster.received.empty();
     }));
     EXPECT_THAT(mMaster.received, ElementsAre(simulator::command::kCarrierAlive));
-    const auto outcome = mCarrier.WaitForOutcome(heartbeat, std::chrono::seconds(20));
+    const auto outcome = mCarrier.WaitForOutcome(heartbeat, kPatience);
     ASSERT_TRUE(outcome.has_value());
     EXPECT_EQ(outcome->state, simulator::OwnCommand::State::Acked);
 }

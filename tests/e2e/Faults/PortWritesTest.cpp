@@ -1,5 +1,6 @@
 // Writes to the UART of which the system takes a part, or nothing: the link makes good for what is lost.
 #include "tests/e2e/Faults/TroubledMachineTest.h"
+#include "tests/support/WaitUntil.h"
 
 namespace {
 
@@ -56,11 +57,14 @@ TEST_F(PortWritesTest, AHeartbeatsAckThatIsRefusedIsMissedByTheCarrierAlone) {
     machine.Greet();
     mFaults.RefuseWrites(1);
     const std::size_t line = machine.Line().Position();
-    const auto lost = machine.Carrier().WaitForOutcome(machine.Carrier().SendHeartbeat(), kPatience);
+    const std::uint64_t heartbeat = machine.Carrier().SendHeartbeat();
+    ASSERT_TRUE(WaitUntil([this] { return mFaults.Hits() == 1; }));
+    const auto lost = machine.Carrier().WaitForOutcome(heartbeat, kPatience);
     ASSERT_TRUE(lost.has_value());
     EXPECT_EQ(lost->state, simulator::OwnCommand::State::Unanswered);
     EXPECT_EQ(mFaults.Hits(), 1);
     EXPECT_THAT(machine.Line().Frames(line), ElementsAre());
+    machine.Carrier().SetOwnCommandPolicy({.answerTime = kPatience});
     const auto next = machine.Carrier().WaitForOutcome(machine.Carrier().SendHeartbeat(), kPatience);
     ASSERT_TRUE(next.has_value());
     EXPECT_EQ(next->state, simulator::OwnCommand::State::Acked);
