@@ -14,6 +14,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <system_error>
+#include <thread>
 
 namespace simulator {
 namespace {
@@ -36,13 +37,18 @@ bool SetRaw(int descriptor) {
 }
 
 // Keeps other simulators from the links of a folder: to look at a link and to replace or remove it are two steps, and
-// the carrier that ends may be just the one whose link the next one replaces.
+// the carrier that ends may be just the one whose link the next one replaces. Where the folder cannot be locked in time
+// it does without: somebody else's lock must not keep a carrier from starting or ending.
 class FolderLock {
 public:
     explicit FolderLock(const std::string& link) {
         const std::string folder = std::filesystem::path(link).parent_path().string();
         mDescriptor = ::open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-        mIsHeld = mDescriptor >= 0 && ::flock(mDescriptor, LOCK_EX) == 0;
+        const TimePoint giveUpAt = Clock::now() + kLockLimit;
+        while (mDescriptor >= 0 && ::flock(mDescriptor, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK &&
+               Clock::now() < giveUpAt) {
+            std::this_thread::sleep_for(kLockLook);
+        }
     }
     ~FolderLock() {
         if (mDescriptor >= 0) {
@@ -52,11 +58,11 @@ public:
     FolderLock(const FolderLock&) = delete;
     FolderLock& operator=(const FolderLock&) = delete;
 
-    bool IsHeld() const { return mIsHeld; }
-
 private:
+    static constexpr Milliseconds kLockLimit{1000};
+    static constexpr Milliseconds kLockLook{1};
+
     int mDescriptor = -1;
-    bool mIsHeld = false;
 };
 
 // Rounded up: a wait that ends early would only begin again.
@@ -121,9 +127,6 @@ bool CarrierLine::OpenPty(const std::string& link) {
 
 bool CarrierLine::MakeLink(const std::string& link) {
     const FolderLock folder(link);
-    if (!folder.IsHeld()) {
-        return Fail("Cannot make the link " + link);
-    }
     struct stat status {};
     if (::lstat(link.c_str(), &status) == 0) {
         if (!S_ISLNK(status.st_mode)) {

@@ -20,7 +20,7 @@ void Publish(EventClient& client, const std::string& topic, const VeltrixDataTyp
 
 // Connects a client named "client", publishes and disconnects. Returns 0 or a negative errno; a failure is also a
 // warning in the log, and not tried again. Any thread. Blocks for up to 5 s where the broker does not accept, and for
-// up to 2.1 s more where it does and then falls silent.
+// up to 2.1 s more where it does and then falls silent (5 s where the client's own thread stands still).
 int PublishOnce(const std::string& topic, const VeltrixDataTypeBase& data);
 
 }  // namespace BusClient

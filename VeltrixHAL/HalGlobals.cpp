@@ -1,7 +1,5 @@
 #include "VeltrixHAL/HalGlobals.h"
 
-static_assert(sizeof(std::time_t) == 8, "times beyond 2038 on every processor");
-
 std::atomic<bool> gKeepRunning{true};
 std::atomic<bool> gCoreEnabled{false};
 

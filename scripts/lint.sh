@@ -33,6 +33,7 @@ layers=(
 isLayered=true
 for layer in "${layers[@]}"; do
     allowed=${layer#*: }
+    [[ -d "${layer%%:*}" ]] || Die "there is no folder ${layer%%:*}"
     if grep -rnE --include='*.cpp' --include='*.h' '#include "' "${layer%%:*}" | grep -vE "#include \"(${allowed// /|})/"; then
         isLayered=false
     fi

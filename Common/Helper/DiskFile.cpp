@@ -15,7 +15,7 @@ static_assert(sizeof(::off_t) == 8, "files beyond 2 GiB on every processor");
 
 namespace {
 
-// For writing only.
+// Its type serves readv as well and so has no const; writev only reads.
 iovec Piece(std::string_view content) {
     return {const_cast<char*>(content.data()), content.size()};
 }

@@ -52,6 +52,7 @@ void CarrierCommInterface::CheckCarrierCommSettings(const std::uint8_t* frame) {
 }
 
 void CarrierCommInterface::RunStartSequence() {
+    bool isCutShort = false;  // a stop leaves one attempt, and little time, to say the version
     Answer answer{};
     if (SendRequest(CommCommands_GetBootloaderVersion, answer.data(), kRequestBufferSize) == commError_None) {
         mCarrierBootloaderVersion = TextOf(answer);
@@ -66,6 +67,7 @@ void CarrierCommInterface::RunStartSequence() {
         mCarrierAppVersion = TextOf(answer);
         HalLog::Print(0, "Veltrix carrier version: {}", mCarrierAppVersion);
     } else {
+        isCutShort = !gKeepRunning;
         HalLog::Warning("Failed to get carrier app version");
         HalLog::Print(0, "Failed to get carrier app version");
     }
@@ -79,9 +81,7 @@ void CarrierCommInterface::RunStartSequence() {
         HalLog::Print(0, "Failed to get board revision");
     }
 
-    // A version that a stop kept from being asked for is no mismatch.
-    const bool isVersionKnown = gKeepRunning || !mCarrierAppVersion.empty();
-    if (isVersionKnown && !CheckIfCarrierVersionIsValid()) {
+    if (!isCutShort && !CheckIfCarrierVersionIsValid()) {
         ReportVersionMismatch();
     }
     for (const CommCommands_t command : {CommCommands_AdminAccess, CommCommands_GetVBat, CommCommands_GetRTC}) {

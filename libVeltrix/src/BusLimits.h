@@ -11,9 +11,9 @@ using BusClock = std::chrono::steady_clock;
 // A caller of Connect or Subscribe waits this long for the broker's answer, one of Disconnect for its acknowledgements.
 constexpr std::chrono::milliseconds kAnswerLimit{5000};
 constexpr std::chrono::milliseconds kLeaveLimit{2000};
-// What a caller of Disconnect grants on top to the library's thread: while it is inside a handler, which may hang, and
-// else. On its way out it waits for nobody, so the latter is only used up where it stands still inside the system or
-// does not exist any more, as in a child process.
+// What a caller of Disconnect grants on top to the library's thread. A handler may hang, so to one of those no more
+// than the first. Outside of handlers the thread waits for nobody: the second is used up only where the system lets it
+// stand still, or where it does not exist, as in a child process.
 constexpr std::chrono::milliseconds kHandlerGrace{100};
 constexpr std::chrono::milliseconds kEndGrace{3000};
 

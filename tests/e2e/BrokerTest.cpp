@@ -2,7 +2,6 @@
 #include <csignal>
 
 #include "tests/e2e/Harness/EndToEndTest.h"
-#include "tests/support/WaitUntil.h"
 
 namespace {
 

@@ -103,6 +103,7 @@ TEST_F(StatusTest, TheMarkOfDataReportingChangesEvenWhenTheCarrierRefuses) {
     const std::size_t line = machine.Line().Position();
     machine.Carrier().SendHeartbeat();
     machine.Line().AwaitFrame(kReportingOn, line, 3);
+    // On a slow computer the two seconds may be over, and the next heartbeat would switch it off.
     machine.Bus().Publish("system_health", R"({"processName":"VeltrixTessimor","code":4096})");
     machine.FlushBus();
     machine.Carrier().SendHeartbeat();

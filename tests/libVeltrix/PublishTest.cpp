@@ -5,6 +5,9 @@
 #include <cerrno>
 #include <future>
 #include <memory>
+#include <mutex>
+#include <string_view>
+#include <utility>
 
 #include "tests/libVeltrix/BusFixture.h"
 

@@ -1,6 +1,8 @@
 #include "CarrierSimulator/CarrierLine.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include <array>
@@ -68,7 +70,8 @@ TEST_F(CarrierLineTest, LinkOfAnotherLineIsLeftAlone) {
 TEST_F(CarrierLineTest, LineThatReplacesOneThatIsJustClosingKeepsItsLink) {
     auto current = std::make_unique<CarrierLine>();
     ASSERT_TRUE(current->OpenPty(Path("link")));
-    for (int round = 0; round < 2000; ++round) {
+    const auto enough = Clock::now() + 10s;
+    for (int round = 0; round < 2000 && Clock::now() < enough; ++round) {
         auto next = std::make_unique<CarrierLine>();
         std::thread closing([&current] { current->Close(); });
         const bool isOpen = next->OpenPty(Path("link"));
@@ -77,6 +80,17 @@ TEST_F(CarrierLineTest, LineThatReplacesOneThatIsJustClosingKeepsItsLink) {
         ASSERT_TRUE(fs::exists(fs::symlink_status(Path("link")))) << "round " << round;
         current = std::move(next);
     }
+}
+
+TEST_F(CarrierLineTest, FolderThatSomebodyElseHoldsLockedKeepsNobodyFromStartingAndEnding) {
+    const int other = ::open(mFolder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    ASSERT_EQ(::flock(other, LOCK_EX | LOCK_NB), 0);
+    CarrierLine line;
+    EXPECT_TRUE(line.OpenPty(Path("link"))) << line.Error();
+    EXPECT_TRUE(fs::is_symlink(Path("link")));
+    line.Close();
+    EXPECT_FALSE(fs::exists(fs::symlink_status(Path("link"))));
+    ::close(other);
 }
 
 TEST_F(CarrierLineTest, LinkInAFolderThatIsNotThereIsAnError) {

@@ -42,7 +42,7 @@ protected:
         Begin(options);
     }
 
-    // Whoever has the device open could read as many.
+    // What is already in the terminal's queue, so that how quickly it was written does not count.
     static int BytesWaitingAt(const std::string& device) {
         const int descriptor = ::open(device.c_str(), O_RDONLY | O_NOCTTY | O_CLOEXEC | O_NONBLOCK);
         int count = 0;

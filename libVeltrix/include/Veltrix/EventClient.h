@@ -57,9 +57,9 @@ public:
     // that has the most waiting is dropped with a warning, so that a flood of one topic costs only that topic.
     int ExecuteDeferredEventHandlers(int timeoutMs);
 
-    // Delivers what Publish accepted, for at most 2 s, then leaves the bus. Deferred messages still waiting are
-    // dropped. -ENOTCONN not connected, -EDEADLK called from a handler on the library's own thread: the client stays
-    // connected.
+    // Delivers what Publish accepted, for at most 2 s, then leaves the bus; up to 3 s more on a system that lets the
+    // library's thread stand still. Deferred messages still waiting are dropped. -ENOTCONN not connected, -EDEADLK
+    // called from a handler on the library's own thread: the client stays connected.
     int Disconnect();
 
 private:

@@ -105,14 +105,11 @@ INTERCEPTOR ssize_t write(int descriptor, const void* data, size_t size) {
                 return next(descriptor, data, size / 2);
             }
         }
-        if (Slot(MachineFaultSlot_IsDiskFull) != 0 && IsFileOfTheMachine(descriptor)) {
-            return Suffer(ENOSPC);
-        }
     }
     return next(descriptor, data, size);
 }
 
-// Files are written so, the terminal never is.
+// Files are written with this one, the terminal with the one above.
 INTERCEPTOR ssize_t writev(int descriptor, const struct iovec* pieces, int count) {
     NEXT(writev)
     return Slot(MachineFaultSlot_IsDiskFull) != 0 && IsFileOfTheMachine(descriptor) ? Suffer(ENOSPC)

@@ -11,6 +11,7 @@ namespace {
 using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::Not;
 using testing::SizeIs;
 
 constexpr const char* kSettingsFile = "Veltrix/settings.json";
@@ -46,6 +47,7 @@ TEST_F(ServiceStartOrderTest, TheSettingsAreReadBeforeAnythingGoesOnTheBus) {
             isCoreEnabled = gCoreEnabled;
         }
     });
+    ASSERT_THAT(lines, Not(IsEmpty()));
     EXPECT_EQ(lines.front(), kIdentityFails);
     EXPECT_EQ(isCoreEnabled, true);
 }
@@ -53,6 +55,7 @@ TEST_F(ServiceStartOrderTest, TheSettingsAreReadBeforeAnythingGoesOnTheBus) {
 TEST_F(ServiceStartOrderTest, ASettingsFileThatIsMissingIsMadeFirst) {
     std::filesystem::create_directory(mFolder.Path("Veltrix"));
     const auto lines = Start([](const std::string&) {});
+    ASSERT_THAT(lines, Not(IsEmpty()));
     EXPECT_EQ(lines.front(), "file does not exist.  Creating file /Veltrix/settings.json");
     EXPECT_THAT(lines, Contains(kIdentityFails));
     EXPECT_TRUE(mFolder.Exists(kSettingsFile));
@@ -91,11 +94,15 @@ TEST_F(ServiceStartOrderTest, AStopDuringTheLastSubscriptionLeavesOutTheReadines
         }
     });
     EXPECT_FALSE(gKeepRunning);
+    ASSERT_THAT(lines, Not(IsEmpty()));
     EXPECT_EQ(lines.back(), kLastSubscriptionFails);
 }
 
 class ServiceStartTest : public CarrierOnBusTest {
 protected:
+    // What is subscribed to here holds the identity below.
+    ~ServiceStartTest() override { mClient.Disconnect(); }
+
     void Start(const std::string& settings) {
         mFolder.Write(kSettingsFile, settings);
         StartService(mClient, *mCarrier, mInfo, mStatus);

@@ -58,7 +58,7 @@ protected:
         EXPECT_TRUE(isSecondAccepted);
     }
 
-    // The same on two interfaces, each with a line of its own to wait for.
+    // The same on two interfaces, each with a read mutex of its own.
     std::vector<LogLine> LoggedByTheRefusedOther(Send& send) {
         TestCarrier otherCarrier(mLine.Port(), mClient);
         bool isOtherAccepted = true;

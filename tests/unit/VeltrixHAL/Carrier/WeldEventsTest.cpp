@@ -257,7 +257,7 @@ TEST_F(WeldEventsTest, AnEndIsNotedAndPrintedBeforeItIsLogged) {
     EXPECT_GE(moment.endOfLastWeld, before);
 }
 
-TEST_F(WeldEventsTest, StartAndEndAreNotedBeforeTheyArePrinted) {
+TEST_F(WeldEventsTest, WhetherAWeldIsInProgressIsNotedBeforeItIsPrinted) {
     VeltrixErrorLog::gVerbosity = 1;
     auto start = Start(7, 1741064767);
     EXPECT_TRUE(IsNotedBeforePrinting(true, receiveWeldTriggerStart, start));
