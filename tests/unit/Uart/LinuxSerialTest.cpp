@@ -2,6 +2,7 @@
 #include "OSSpecific/Linux/Uart/LinuxSerial.h"
 
 #include <fcntl.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/file.h>
 #include <unistd.h>
