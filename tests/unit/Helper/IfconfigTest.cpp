@@ -68,6 +68,23 @@ TEST_F(IfconfigTest, AFileThatEndsBehindTheName) {
     EXPECT_EQ(mWlan0, "00:11:22:33:44:77  ");
 }
 
+TEST_F(IfconfigTest, OfSeveralLinesWithItsNameTheLastOneCounts) {
+    LetPrint("ifconfig", std::string(kEth0) +
+                             "eth0:1    Link encap:Ethernet  HWaddr 00:11:22:33:44:88\n"
+                             "          inet addr:192.168.8.1  Bcast:192.168.8.255  Mask:255.255.254.0\n");
+    Ask();
+    EXPECT_EQ(mEth0, "00:11:22:33:44:88  192.168.8.1  255.255.254.0");
+}
+
+TEST_F(IfconfigTest, WithoutAFileForTheOutputNothingIsAvailable) {
+    LetPrint("ifconfig", kEth0);
+    mFolder.Write("Veltrix/ifconfig.txt/inside", "");
+    Ask();
+    EXPECT_EQ(mEth0, "n/a");
+    EXPECT_EQ(mEth1, "n/a");
+    EXPECT_EQ(mWlan0, "n/a");
+}
+
 TEST_F(IfconfigTest, ResultsThatNobodyWantsMayBeLeftOut) {
     LetPrint("ifconfig", kEth0);
     GetIPsFromIfconfig(&mEth0, nullptr, nullptr);

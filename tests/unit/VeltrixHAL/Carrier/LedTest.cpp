@@ -74,6 +74,17 @@ TEST_P(EachLedTest, IsTriedAgainUntilTheCarrierAccepts) {
     EXPECT_THAT(Sent(led.led, true), IsEmpty());
 }
 
+TEST_P(EachLedTest, IsTriedAgainToBeSwitchedOffUntilTheCarrierAccepts) {
+    const Led& led = GetParam();
+    EXPECT_THAT(Sent(led.led, true), ElementsAre(led.on));
+    const auto command = static_cast<std::uint8_t>(std::stoi(std::string(led.off).substr(3, 2), nullptr, 16));
+    mLine.AnswerNext(command, FrameBuilder::Nack(13), 3);
+    EXPECT_THAT(Sent(led.led, false), ElementsAre(led.off, led.off, led.off));
+    EXPECT_TRUE(mCarrier->mOldLedStatus.*led.remembered);
+    EXPECT_THAT(Sent(led.led, false), ElementsAre(led.off));
+    EXPECT_FALSE(mCarrier->mOldLedStatus.*led.remembered);
+}
+
 TEST_P(EachLedTest, LeavesTheOthersAlone) {
     const Led& led = GetParam();
     Sent(led.led, true);

@@ -92,14 +92,38 @@ TEST_F(MainLoopWithoutBusTest, AStatusThatCannotBePublishedIsAWarning) {
     EXPECT_FALSE(mCarrier->mIsCarrierAlive);
 }
 
-TEST_F(MainLoopWithoutBusTest, RunsUntilTheProcessStops) {
-    HALStatus status;
+class MainLoopRunTest : public MainLoopWithoutBusTest {
+protected:
+    // Up to the pass whose publication, here one that fails, is seen in the log.
+    MainLoopRunTest() {
+        for (int i = 0; i < 1000; ++i) {
+            mLoop.Pass();
+        }
+    }
+
+    HALStatus mStatus;
+    MainLoop mLoop{mClient, *mCarrier, mStatus};
+};
+
+TEST_F(MainLoopRunTest, MakesNoPassOnceTheProcessStops) {
     gKeepRunning = false;
-    MainLoop(mClient, *mCarrier, status).Run();
-    gKeepRunning = true;
-    std::thread stop([] { gKeepRunning = false; });
-    MainLoop(mClient, *mCarrier, status).Run();
-    stop.join();
+    mLoop.Run();
+    EXPECT_THAT(mLog.Take(), IsEmpty());
+}
+
+TEST_F(MainLoopRunTest, SleepsBeforeAPassAndEndsBehindTheOneInWhichTheProcessStops) {
+    using SteadyClock = std::chrono::steady_clock;
+    const auto start = SteadyClock::now();
+    SteadyClock::time_point pass;
+    {
+        const LogWatch watch([&](const std::string&) {
+            pass = SteadyClock::now();
+            gKeepRunning = false;
+        });
+        mLoop.Run();
+    }
+    EXPECT_GE(pass - start, std::chrono::milliseconds(5));
+    EXPECT_FALSE(gKeepRunning);
 }
 
 TEST_F(MainLoopWithoutBusTest, ASignalDoesNotShortenTheSleep) {

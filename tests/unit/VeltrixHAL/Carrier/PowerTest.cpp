@@ -83,6 +83,12 @@ TEST_F(PowerOnBusTest, ARestartThatFailsIsReportedAndAnnouncedAllTheSame) {
     ExpectAnnounced("Received a reset request from Carrier");
 }
 
+TEST_F(PowerTest, ARestartThatFailsIsPrintedBeforeItIsLogged) {
+    mSystem.SetShellResult(false);
+    EXPECT_THAT(PrintedBefore("Failure issuing system shutdown/reset", [&] { Receive(kReset); }),
+                ElementsAre("Failure issuing system shutdown/reset"));
+}
+
 TEST_F(PowerTest, BelowVerbosityZeroARestartThatFailsIsOnlyLogged) {
     VeltrixErrorLog::gVerbosity = -1;
     mSystem.SetShellResult(false);

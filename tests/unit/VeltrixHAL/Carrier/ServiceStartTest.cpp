@@ -54,11 +54,24 @@ TEST_F(ServiceStartOrderTest, TheSettingsAreReadBeforeAnythingGoesOnTheBus) {
 
 TEST_F(ServiceStartOrderTest, ASettingsFileThatIsMissingIsMadeFirst) {
     std::filesystem::create_directory(mFolder.Path("Veltrix"));
+    gCoreEnabled = true;
     const auto lines = Start([](const std::string&) {});
     ASSERT_THAT(lines, Not(IsEmpty()));
     EXPECT_EQ(lines.front(), "file does not exist.  Creating file /Veltrix/settings.json");
     EXPECT_THAT(lines, Contains(kIdentityFails));
     EXPECT_TRUE(mFolder.Exists(kSettingsFile));
+    EXPECT_FALSE(gCoreEnabled);
+}
+
+TEST_F(ServiceStartOrderTest, WithoutAUsableSettingTheClockIsNotSetAndTheStartGoesOn) {
+    for (const char* const settings : {"{}", R"({"Core":"1"})", R"({"Core":true})", "no JSON"}) {
+        mFolder.Write(kSettingsFile, settings);
+        gCoreEnabled = true;
+        const auto lines = Start([](const std::string&) {});
+        EXPECT_FALSE(gCoreEnabled) << settings;
+        ASSERT_THAT(lines, Not(IsEmpty())) << settings;
+        EXPECT_EQ(lines.back(), kReadinessFails) << settings;
+    }
 }
 
 TEST_F(ServiceStartOrderTest, TheReadinessIsAnnouncedBehindTheLastSubscription) {
